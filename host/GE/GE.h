@@ -1,0 +1,49 @@
+/* GE, geometry and maths: rectangles and the shared 8-bit multiply and
+   divide tables. */
+#ifndef GE_H
+#define GE_H
+
+#include "HostAPI.h"
+
+HOST_BEGIN_C
+
+#define GE_VERSION 18
+
+/* Half-open: right and bottom are one past the last pixel. */
+typedef struct GE_LRect { int32_t left, top, right, bottom; } GE_LRect;
+/* The frame store's order: top, left, bottom, right. */
+typedef struct GE_Rect { int16_t top, left, bottom, right; } GE_Rect;
+typedef struct GE_LPoint { int32_t x, y; } GE_LPoint;
+
+HOST_API HOST_Err GE_CheckVersions(int32_t location, int32_t caller_version);
+
+/* Rectangles. An empty rectangle has right <= left or bottom <= top. */
+HOST_API int32_t GE_EmptyLRect(const GE_LRect* r);
+/* Intersection into out; returns non-zero when it is not empty. */
+HOST_API int32_t GE_SectLRect(const GE_LRect* a, const GE_LRect* b, GE_LRect* out);
+/* Smallest rectangle holding both; an empty operand is ignored. */
+HOST_API void GE_UnionLRect(const GE_LRect* a, const GE_LRect* b, GE_LRect* out);
+HOST_API void GE_OffsetLRect(GE_LRect* r, int32_t dx, int32_t dy);
+HOST_API void GE_InsetLRect(GE_LRect* r, int32_t dx, int32_t dy);
+HOST_API int32_t GE_EqualLRect(const GE_LRect* a, const GE_LRect* b);
+HOST_API int32_t GE_PtInLRect(const GE_LPoint* p, const GE_LRect* r);
+/* Field for field by name. */
+HOST_API void GE_LRectToRect(const GE_LRect* in, GE_Rect* out);
+HOST_API void GE_RectToLRect(const GE_Rect* in, GE_LRect* out);
+
+/* The 256 x 256 byte tables, shared and reference counted.
+   Multiply: entry [a][b] = a * b / 255, rounded to nearest.
+   Divide: entry [a][v] = v * 255 / a rounded to nearest, limited to 255;
+   row 0 holds 255 in every column, so that unmultiplying a transparent pixel
+   gives white, as the 16-bit and float unmultiplies do; column 0 holds 0 in
+   rows 1 to 255.
+   The first three arguments are the table kind (1: 8 bits) and two reserved
+   zeros. Either out pointer may be null. Each successful call takes one
+   reference that GE_UnprepareFCMD gives back. */
+HOST_API HOST_Err GE_PrepareFCMD(int32_t kind, int32_t reserved1, int32_t reserved2,
+                                 const uint8_t** multiply_out, const uint8_t** divide_out);
+HOST_API HOST_Err GE_UnprepareFCMD(void);
+
+HOST_END_C
+
+#endif

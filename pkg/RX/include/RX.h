@@ -1,0 +1,13 @@
+/* Everything the package exports. */
+#ifndef RX_H
+#define RX_H
+
+#include "RX_Config.h"
+#include "RX_Results.h"
+#include "RX_Pixels.h"
+#include "RX_Frame.h"
+#include "RX_Iterate.h"
+#include "RX_Messages.h"
+#include "RX_World.h"
+
+#endif

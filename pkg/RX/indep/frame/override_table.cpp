@@ -1,0 +1,31 @@
+// The override table and the one place that fills it. Defaults first, then
+// the processor variants the CPU data selects; slots whose operations the
+// package does not have stay null.
+#include "frame/override_table.h"
+
+#include <algorithm>
+
+RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
+
+namespace rx {
+
+void fill_override_table() {
+  install<RX_Slot_Iterate>(RX_Iterate_S);
+  install<RX_Slot_IterateOrigin>(RX_IterateOrigin_S);
+  install<RX_Slot_IterateLUT>(RX_IterateLUT_S);
+  install<RX_Slot_IterateOriginNoClip>(RX_IterateOriginNoClip_S);
+  install<RX_Slot_IterateGeneric>(RX_IterateGeneric_Static);
+
+  // Begin and end sampling have no default: callers test them for null.
+  RXp_G_OverFuncs[RX_Slot_BeginSampling] = nullptr;
+  RXp_G_OverFuncs[RX_Slot_EndSampling] = nullptr;
+}
+
+}  // namespace rx
+
+RX_Err RX_SetOverrideFunc(int32_t index, void (*func)(void)) {
+  // Slot 0 cannot be set this way, only by a module through the table.
+  if (index < 1 || index >= RX_OverrideSlotCount) return RX_Result_Internal;
+  RXp_G_OverFuncs[index] = func;
+  return RX_Result_OK;
+}

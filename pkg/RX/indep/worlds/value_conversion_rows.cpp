@@ -1,0 +1,49 @@
+// Row forms of the conversions whose form depends on the processor and on
+// the row's address, and the dither cursor's reset.
+#include "frame/cpu_features.h"
+#include "worlds/value_conversions.h"
+
+RX_DitherTable RXp_G_DitherTable = {nullptr, nullptr, nullptr};
+
+void RX_ResetDitherRandomIndex(void) { RXp_G_DitherTable.cursor = RXp_G_DitherTable.start; }
+
+namespace {
+
+bool vector_form_applies(const void* row) {
+  return rx::has_sse2() && (reinterpret_cast<uintptr_t>(row) & 15) == 0;
+}
+
+}  // namespace
+
+void RXp_ConvertRowFloatTo8_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) dst[i] = rx::convert_float_to_8(src[i]);
+}
+
+void RXp_ConvertRowFloatTo8Dithered_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst,
+                                           int32_t count) {
+  rx::DitherCursor cursor;
+  for (int32_t i = 0; i < count; ++i) {
+    dst[i] = rx::convert_float_to_8_dithered(src[i], rx::next_dither_words_for_float_pixel(cursor));
+  }
+}
+
+void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
+  if (vector_form_applies(src)) {
+    RXp_ConvertRowFloatTo8_SSE2(src, dst, count);
+  } else {
+    RXp_ConvertRowFloatTo8_Scalar(src, dst, count);
+  }
+}
+
+void RXp_ConvertRowFloatTo8Dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
+  if (vector_form_applies(src)) {
+    RXp_ConvertRowFloatTo8Dithered_SSE2(src, dst, count);
+  } else {
+    RXp_ConvertRowFloatTo8Dithered_Scalar(src, dst, count);
+  }
+}
+
+void RXp_ConvertRow16To8Dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count) {
+  rx::DitherCursor cursor;
+  for (int32_t i = 0; i < count; ++i) dst[i] = rx::convert_16_to_8_dithered(src[i], cursor);
+}

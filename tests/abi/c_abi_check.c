@@ -1,0 +1,67 @@
+/* Proves the flat interface is plain C: records, result codes and exports
+   are reachable from a C translation unit. Exits 0 when all checks pass. */
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "RX.h"
+
+_Static_assert(sizeof(RX_LayerDef) == 120, "effect world record size");
+_Static_assert(offsetof(RX_LayerDef, data) == 24, "effect world record layout");
+_Static_assert(offsetof(RX_LayerDef, world_object) == 80, "effect world record layout");
+_Static_assert(offsetof(RX_LayerDef, zw_world) == 96, "effect world record layout");
+_Static_assert(offsetof(RX_EffectContext, progress) == 32, "effect context layout");
+_Static_assert(offsetof(RX_EffectContext, effect_token) == 184, "effect context layout");
+_Static_assert(sizeof(RX_ProgressInfo) == 24, "progress record layout");
+
+static int g_failures;
+#define CHECK(cond)                                              \
+  do {                                                           \
+    if (!(cond)) {                                               \
+      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
+      ++g_failures;                                              \
+    }                                                            \
+  } while (0)
+
+static RX_Err brighten(void* refcon, int32_t x, int32_t y, const RX_Pixel8* in, RX_Pixel8* out) {
+  int* calls = (int*)refcon;
+  ++*calls;
+  out->alpha = 255;
+  out->red = (uint8_t)(in->red + 10);
+  out->green = (uint8_t)x;
+  out->blue = (uint8_t)y;
+  return RX_Result_OK;
+}
+
+int main(void) {
+  enum { W = 5, H = 3, STRIDE = 24 }; /* padded rows */
+  unsigned char pixels[STRIDE * H];
+  RX_LayerDef world;
+  int calls = 0;
+
+  memset(pixels, 0, sizeof pixels);
+  memset(&world, 0, sizeof world);
+  world.data = pixels;
+  world.width = W;
+  world.height = H;
+  world.row_stride = STRIDE;
+  CHECK(RXp_WorldDepth(&world) == 8);
+
+  CHECK(RX_CheckVersions(0x990000, RX_HEADER_VERSION) == RX_Result_OK);
+  CHECK(RX_Birth() == RX_Result_OK);
+  CHECK(RX_PkgObjectVersion() == 0x110000);
+  CHECK(RXp_G_OverFuncs[RX_Slot_Iterate] != NULL);
+
+  CHECK(RX_Iterate(NULL, 0, 0, NULL, NULL, &calls, brighten, &world) == RX_Result_OK);
+  CHECK(calls == W * H);
+  {
+    const RX_Pixel8* p = (const RX_Pixel8*)(pixels + 2 * STRIDE) + 4;
+    CHECK(p->alpha == 255 && p->red == 10 && p->green == 4 && p->blue == 2);
+  }
+  /* The padding between rows is left alone. */
+  CHECK(pixels[W * 4] == 0 && pixels[STRIDE - 1] == 0);
+
+  CHECK(RX_Death() == RX_Result_OK);
+  if (g_failures == 0) printf("C ABI: all checks passed\n");
+  return g_failures == 0 ? 0 : 1;
+}
