@@ -23,7 +23,7 @@ demo: build
 	$(BUILD_DIR)/examples/rx_iterate_demo
 
 bench: build
-	$(BUILD_DIR)/bench/rx_bench_conversions
+	for b in $(BUILD_DIR)/bench/rx_bench_*; do $$b; done
 
 clean:
 	rm -rf $(BUILD_DIR)

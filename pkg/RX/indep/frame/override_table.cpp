@@ -5,6 +5,9 @@
 
 #include <algorithm>
 
+#include "frame/cpu_features.h"
+#include "pixelops/premultiply_scans.h"
+
 RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
 
 namespace rx {
@@ -15,6 +18,17 @@ void fill_override_table() {
   install<RX_Slot_IterateLUT>(RX_IterateLUT_S);
   install<RX_Slot_IterateOriginNoClip>(RX_IterateOriginNoClip_S);
   install<RX_Slot_IterateGeneric>(RX_IterateGeneric_Static);
+  install<RX_Slot_PremulRect>(RX_PremulRect_S);
+
+  // The premultiply, unmultiply and alpha combine scans, with their
+  // SSSE3 or SSE2 forms where the processor has them.
+  size_t scan_count = 0;
+  const ScanSlot* scans = scan_slots(&scan_count);
+  for (size_t i = 0; i < scan_count; ++i) {
+    const ScanSlot& s = scans[i];
+    const bool usable = s.needs_ssse3 ? has_ssse3() : has_sse2();
+    RXp_G_OverFuncs[s.slot] = (s.vector && usable) ? s.vector : s.plain;
+  }
 
   // Begin and end sampling have no default: callers test them for null.
   RXp_G_OverFuncs[RX_Slot_BeginSampling] = nullptr;

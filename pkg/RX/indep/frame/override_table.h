@@ -5,6 +5,7 @@
 
 #include "RX_Frame.h"
 #include "RX_Iterate.h"
+#include "RX_Premul.h"
 
 namespace rx {
 
@@ -16,6 +17,13 @@ template <> struct SlotSignature<RX_Slot_IterateOrigin> { using type = decltype(
 template <> struct SlotSignature<RX_Slot_IterateOriginNoClip> { using type = decltype(&RX_IterateOrigin); };
 template <> struct SlotSignature<RX_Slot_IterateLUT> { using type = decltype(&RX_IterateLUT); };
 template <> struct SlotSignature<RX_Slot_IterateGeneric> { using type = decltype(&RX_IterateGeneric); };
+template <> struct SlotSignature<RX_Slot_PremulRect> { using type = decltype(&RX_PremulRect); };
+template <> struct SlotSignature<RX_Slot_PremulScanBlack8> { using type = RX_PremulScan8; };
+template <> struct SlotSignature<RX_Slot_UnmultScanBlack8> { using type = RX_PremulScan8; };
+template <> struct SlotSignature<RX_Slot_PremulScanBlack16> { using type = RX_PremulScan16; };
+template <> struct SlotSignature<RX_Slot_UnmultScanBlack16> { using type = RX_PremulScan16; };
+template <> struct SlotSignature<RX_Slot_PremulScanBlackFloat> { using type = RX_PremulScanFloat; };
+template <> struct SlotSignature<RX_Slot_UnmultScanBlackFloat> { using type = RX_PremulScanFloat; };
 
 template <RX_Slot S>
 using SlotFunc = typename SlotSignature<S>::type;

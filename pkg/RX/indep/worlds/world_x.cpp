@@ -196,52 +196,10 @@ void RX_WorldX<Px>::CopyRect(const RX_World& src, const GE_LRect& rect, int32_t 
 }
 
 // ---- operations whose bodies come with their families ----
-// Until fills, premultiplication and depth-converting copies exist for
-// world objects, these say so with RX_Result_Unimplemented.
+// Fills and clears live in world_fills.cpp, premultiplication in
+// world_premultiply.cpp. Until depth-converting copies exist for world
+// objects, these say so with RX_Result_Unimplemented.
 
-template <class Px>
-void RX_WorldX<Px>::Clear(const GE_LRect*) {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::ClearExceptRect(const GE_LRect&) {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::Fill(const RX_PixelFloat&, const GE_LRect*) {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::Fill(const RX_Pixel16&, const GE_LRect*) {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::FillAlpha() {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::InvertAlpha() {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-
-// Premultiplying a float world through the object is not available (though
-// the flat premultiply of its record is): these throw RX_Result_Internal.
-template <class Px>
-void RX_WorldX<Px>::Premultiply(const RX_ProgressInfo*) {
-  rx::throw_code(std::is_same_v<Px, RX_PixelFloat> ? RX_Result_Internal : RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::Unmultiply(const RX_ProgressInfo*) {
-  rx::throw_code(std::is_same_v<Px, RX_PixelFloat> ? RX_Result_Internal : RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::PremulColor(const RX_PixelFloat&, const RX_ProgressInfo*) {
-  rx::throw_code(std::is_same_v<Px, RX_PixelFloat> ? RX_Result_Internal : RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::UnmulColor(const RX_PixelFloat&, const RX_ProgressInfo*) {
-  rx::throw_code(std::is_same_v<Px, RX_PixelFloat> ? RX_Result_Internal : RX_Result_Unimplemented);
-}
 template <class Px>
 void RX_WorldX<Px>::CopyRectPossiblyDifferentBitdepth(const RX_World&, const GE_LRect&, bool,
                                                       int32_t, int32_t, const RX_ProgressInfo*) {

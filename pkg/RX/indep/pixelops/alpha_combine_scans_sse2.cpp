@@ -1,0 +1,115 @@
+// SSE2 forms of the alpha combine scans: the union of each pixel's alpha
+// with mask times opacity, with exactly the plain forms' arithmetic.
+#include <emmintrin.h>
+
+#include "pixelops/premultiply_scans.h"
+
+namespace rx {
+namespace {
+
+// m255 in 32-bit lanes.
+inline __m128i m255_epi32(__m128i x) {
+  const __m128i t = _mm_add_epi32(x, _mm_set1_epi32(128));
+  return _mm_srli_epi32(_mm_add_epi32(t, _mm_srli_epi32(t, 8)), 8);
+}
+
+// Four mask bytes in the low bytes of four 32-bit lanes.
+inline __m128i load_four_bytes(const uint8_t* p) {
+  int32_t bytes;
+  __builtin_memcpy(&bytes, p, 4);
+  const __m128i zero = _mm_setzero_si128();
+  return _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero);
+}
+
+// Products of values below 65536 whose result fits 32 bits: 16-bit lanes
+// hold the factors, so the low 16-bit product is exact below 65536.
+inline __m128i mul_small(__m128i x, __m128i y) { return _mm_mullo_epi16(x, y); }
+
+RX_Err alpha_combine8(int32_t count, const uint8_t* mask, uint8_t opacity, const uint8_t* mask2,
+                      RX_Pixel8* dst) {
+  if (count < 1 || opacity == 0) return RX_Result_OK;
+  const __m128i white = _mm_set1_epi32(255);
+  const __m128i alpha_bytes = _mm_set1_epi32(0xFF);
+  const __m128i opacity_v = _mm_set1_epi32(opacity);
+  int32_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    __m128i b = load_four_bytes(mask + i);
+    if (opacity != 255) b = m255_epi32(mul_small(b, opacity_v));
+    if (mask2) b = m255_epi32(mul_small(b, load_four_bytes(mask2 + i)));
+    __m128i* at = reinterpret_cast<__m128i*>(dst + i);
+    const __m128i pixels = _mm_loadu_si128(at);
+    const __m128i d = _mm_and_si128(pixels, alpha_bytes);
+    const __m128i union_alpha =
+        _mm_sub_epi32(white, m255_epi32(mul_small(_mm_sub_epi32(white, b), _mm_sub_epi32(white, d))));
+    _mm_storeu_si128(at, _mm_or_si128(_mm_andnot_si128(alpha_bytes, pixels), union_alpha));
+  }
+  if (i < count) alpha_combine_scan<RX_Pixel8>(count - i, mask + i, opacity, mask2 ? mask2 + i : nullptr, dst + i);
+  return RX_Result_OK;
+}
+
+// 16 bits: two pixels a register, the alphas in the low words of the two
+// 64-bit lanes, products through the 32 x 32 multiply.
+inline __m128i mul16_epu64(__m128i x, __m128i y) {
+  return _mm_srli_epi64(_mm_add_epi64(_mm_mul_epu32(x, y), _mm_set1_epi64x(16383)), 15);
+}
+
+inline __m128i load_two_words(const uint16_t* p) {
+  return _mm_set_epi64x(p[1], p[0]);
+}
+
+RX_Err alpha_combine16(int32_t count, const uint16_t* mask, uint16_t opacity,
+                       const uint16_t* mask2, RX_Pixel16* dst) {
+  if (count < 1 || opacity == 0) return RX_Result_OK;
+  const __m128i white = _mm_set1_epi64x(32768);
+  const __m128i low_word = _mm_set1_epi64x(0xFFFF);
+  const __m128i opacity_v = _mm_set1_epi64x(opacity);
+  int32_t i = 0;
+  for (; i + 2 <= count; i += 2) {
+    __m128i b = load_two_words(mask + i);
+    if (opacity != 32768) b = mul16_epu64(b, opacity_v);
+    if (mask2) b = mul16_epu64(b, load_two_words(mask2 + i));
+    __m128i* at = reinterpret_cast<__m128i*>(dst + i);
+    const __m128i pixels = _mm_loadu_si128(at);
+    const __m128i d = _mm_and_si128(pixels, low_word);
+    // The plain form takes both complements as 16-bit values.
+    const __m128i inverse_b = _mm_and_si128(_mm_sub_epi64(white, b), low_word);
+    const __m128i inverse_d = _mm_and_si128(_mm_sub_epi64(white, d), low_word);
+    const __m128i union_alpha =
+        _mm_and_si128(_mm_sub_epi64(white, mul16_epu64(inverse_b, inverse_d)), low_word);
+    _mm_storeu_si128(at, _mm_or_si128(_mm_andnot_si128(low_word, pixels), union_alpha));
+  }
+  if (i < count) alpha_combine_scan<RX_Pixel16>(count - i, mask + i, opacity, mask2 ? mask2 + i : nullptr, dst + i);
+  return RX_Result_OK;
+}
+
+// Float: four pixels transposed so that their alphas share a register.
+RX_Err alpha_combine_float(int32_t count, const float* mask, float opacity, const float* mask2,
+                           RX_PixelFloat* dst) {
+  if (count < 1 || opacity == 0.0f) return RX_Result_OK;
+  const __m128 one = _mm_set1_ps(1.0f);
+  const __m128 opacity_v = _mm_set1_ps(opacity);
+  int32_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    __m128 b = _mm_mul_ps(_mm_loadu_ps(mask + i), opacity_v);
+    if (mask2) b = _mm_mul_ps(b, _mm_loadu_ps(mask2 + i));
+    const __m128 d = _mm_setr_ps(dst[i].alpha, dst[i + 1].alpha, dst[i + 2].alpha, dst[i + 3].alpha);
+    alignas(16) float result[4];
+    _mm_store_ps(result, _mm_sub_ps(one, _mm_mul_ps(_mm_sub_ps(one, b), _mm_sub_ps(one, d))));
+    for (int k = 0; k < 4; ++k) dst[i + k].alpha = result[k];
+  }
+  if (i < count) alpha_combine_scan<RX_PixelFloat>(count - i, mask + i, opacity, mask2 ? mask2 + i : nullptr, dst + i);
+  return RX_Result_OK;
+}
+
+}  // namespace
+
+RX_OverFunc sse2_alpha_combine_scan(RX_Slot slot) {
+  switch (slot) {
+    case RX_Slot_AlphaCombineScan8: return reinterpret_cast<RX_OverFunc>(&alpha_combine8);
+    case RX_Slot_AlphaCombineScan16: return reinterpret_cast<RX_OverFunc>(&alpha_combine16);
+    case RX_Slot_AlphaCombineScanFloat: return reinterpret_cast<RX_OverFunc>(&alpha_combine_float);
+    default: return nullptr;
+  }
+}
+
+}  // namespace rx
