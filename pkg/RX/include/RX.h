@@ -7,9 +7,11 @@
 #include "RX_Pixels.h"
 #include "RX_Frame.h"
 #include "RX_Iterate.h"
+#include "RX_EffectWorlds.h"
 #include "RX_Fill.h"
 #include "RX_Messages.h"
 #include "RX_Premul.h"
+#include "RX_Sampling.h"
 #include "RX_World.h"
 
 #endif

@@ -6,11 +6,42 @@
 #include <algorithm>
 
 #include "frame/cpu_features.h"
+#include "RX_EffectWorlds.h"
+#include "RX_Sampling.h"
 #include "pixelops/premultiply_scans.h"
+#include "sampling/bilinear_sse2.h"
 
 RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
 
 namespace rx {
+namespace {
+
+template <class F>
+void put(RX_Slot slot, F* func) {
+  RXp_G_OverFuncs[slot] = reinterpret_cast<RX_OverFunc>(func);
+}
+
+void fill_sampling_slots() {
+  put(RX_Slot_NNSample8, RX_NNSample);
+  put(RX_Slot_SubpixelSampleStraight8, RX_SubpixelSample_Straight);
+  put(RX_Slot_SubpixelSamplePremul8, RX_SubpixelSample_Premul);
+  put(RX_Slot_SubpixelComputeWeight, RX_SubpixelSampleComputeWeight);
+  put(RX_Slot_SubpixelTranslateNoClipStraight8, RX_SubpixelSampleTranslateNoClip_Straight);
+  put(RX_Slot_SubpixelPlusStraight8, RX_SubpixelSamplePlus_Straight);
+  put(RX_Slot_SubpixelNoClipStraight8,
+      has_sse2() ? subpixel_noclip8_sse2 : RX_SubpixelSampleNoClip_Straight);
+  put(RX_Slot_NNSample16, RX_NNSample16);
+  put(RX_Slot_SubpixelSampleStraight16, RX_SubpixelSample_Straight16);
+  put(RX_Slot_SubpixelTranslateNoClip16, RX_SubpixelSampleTranslateNoClip_Straight16);
+  put(RX_Slot_SubpixelPlus16, RX_SubpixelSamplePlus_Straight16);
+  put(RX_Slot_SubpixelNoClip16, RX_SubpixelSampleNoClip_Straight16);
+  put(RX_Slot_SubpixelNoClipStraight4, RX_SubpixelSampleNoClip_Straight_4);
+  put(RX_Slot_SubpixelTranslateNoClipStraight4, RX_SubpixelSampleTranslateNoClip_Straight_4);
+  put(RX_Slot_SpanSampleTranslateNoClip8, RX_SubpixelSpanSampleTranslateNoClip_Straight);
+  put(RX_Slot_SpanSampleTranslateNoClip16, RX_SubpixelSpanSampleTranslateNoClip_Straight16);
+}
+
+}  // namespace
 
 void fill_override_table() {
   install<RX_Slot_Iterate>(RX_Iterate_S);
@@ -19,6 +50,9 @@ void fill_override_table() {
   install<RX_Slot_IterateOriginNoClip>(RX_IterateOriginNoClip_S);
   install<RX_Slot_IterateGeneric>(RX_IterateGeneric_Static);
   install<RX_Slot_PremulRect>(RX_PremulRect_S);
+  put(RX_Slot_OpenDestination, RX_OpenDestination_S);
+  put(RX_Slot_CloseDestination, RX_CloseDestination_S);
+  fill_sampling_slots();
 
   // The premultiply, unmultiply and alpha combine scans, with their
   // SSSE3 or SSE2 forms where the processor has them.
