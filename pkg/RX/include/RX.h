@@ -7,11 +7,13 @@
 #include "RX_Pixels.h"
 #include "RX_Frame.h"
 #include "RX_Iterate.h"
+#include "RX_Copy.h"
 #include "RX_EffectWorlds.h"
 #include "RX_Fill.h"
 #include "RX_Messages.h"
 #include "RX_Premul.h"
 #include "RX_Sampling.h"
+#include "RX_AreaSampling.h"
 #include "RX_World.h"
 
 #endif

@@ -6,9 +6,11 @@
 #include <algorithm>
 
 #include "frame/cpu_features.h"
+#include "RX_Copy.h"
 #include "RX_EffectWorlds.h"
 #include "RX_Sampling.h"
 #include "pixelops/premultiply_scans.h"
+#include "sampling/area_sample.h"
 #include "sampling/bilinear_sse2.h"
 
 RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
@@ -39,6 +41,9 @@ void fill_sampling_slots() {
   put(RX_Slot_SubpixelTranslateNoClipStraight4, RX_SubpixelSampleTranslateNoClip_Straight_4);
   put(RX_Slot_SpanSampleTranslateNoClip8, RX_SubpixelSpanSampleTranslateNoClip_Straight);
   put(RX_Slot_SpanSampleTranslateNoClip16, RX_SubpixelSpanSampleTranslateNoClip_Straight16);
+  RXp_G_OverFuncs[RX_Slot_AreaSampleStraight8] = area_sample_slot_form(RX_Slot_AreaSampleStraight8, has_sse2());
+  RXp_G_OverFuncs[RX_Slot_AreaSamplePremul8] = area_sample_slot_form(RX_Slot_AreaSamplePremul8, false);
+  RXp_G_OverFuncs[RX_Slot_AreaSample16] = area_sample_slot_form(RX_Slot_AreaSample16, has_sse2());
 }
 
 }  // namespace
@@ -50,6 +55,9 @@ void fill_override_table() {
   install<RX_Slot_IterateOriginNoClip>(RX_IterateOriginNoClip_S);
   install<RX_Slot_IterateGeneric>(RX_IterateGeneric_Static);
   install<RX_Slot_PremulRect>(RX_PremulRect_S);
+  put(RX_Slot_CopyDraft, RX_CopyBits_Draft_Static);
+  put(RX_Slot_CopyHQStraight, RX_CopyBits_HQ_Straight_Static);
+  put(RX_Slot_CopyHQPremul, RX_CopyBits_HQ_Premul_Static);
   put(RX_Slot_OpenDestination, RX_OpenDestination_S);
   put(RX_Slot_CloseDestination, RX_CloseDestination_S);
   fill_sampling_slots();

@@ -41,7 +41,9 @@ RX_Err translated(const RX_SampPB* pb, int32_t x, int32_t y, const double weight
 template <class Cv>
 uint32_t alpha_units(Cv alpha) {
   if constexpr (std::is_same_v<Cv, float>) {
-    return alpha > 0.0f ? uint32_t(std::ceil(std::min(alpha, 1.0e6f) * 255.0f)) : 0u;
+    if (!(alpha > 0.0f)) return 0u;
+    const double units = std::ceil(double(alpha) * 255.0);
+    return units >= 4294967295.0 ? 0xFFFFFFFFu : uint32_t(units);
   } else {
     return alpha;
   }
