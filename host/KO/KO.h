@@ -53,6 +53,8 @@ HOST_API size_t KO_GetHandleSize(KO_Handle handle);
 HOST_API void KO_AccountAllocationEx(int32_t location, const char* label, int64_t delta_bytes);
 
 HOST_API void KOp_Memset32(void* dst, uint32_t value, size_t count);
+/* The four bytes of a word in reverse order. */
+HOST_API uint32_t KO_LongSwap(uint32_t value);
 HOST_API void KOp_Memset16(void* dst, uint16_t value, size_t count);
 
 /* ---- reports ---- */

@@ -6,6 +6,7 @@
 
 
 #include <cstdint>
+#include <type_traits>
 
 #include "RX_Config.h"
 #include "RX_Frame.h"
@@ -176,3 +177,34 @@ RX_API void RXp_ConvertRowFloatTo8Dithered_SSE2(const RX_PixelFloat* src, RX_Pix
 RX_API void RXp_ConvertRow16To8Dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count);
 
 RX_END_C
+
+namespace rx {
+
+// How a float alpha is brought to an integer depth: the copy, fill and
+// CopyRect paths leave it unclamped; the draft and high quality copies
+// clamp all four channels alike.
+enum class FloatAlpha { Unclamped, Clamped };
+
+// One pixel from any depth to any depth by the rules above; same-depth
+// pixels move unchanged.
+template <class To, FloatAlpha Alpha = FloatAlpha::Unclamped, class From>
+To convert_pixel(const From& p) {
+  if constexpr (std::is_same_v<From, To>) {
+    return p;
+  } else if constexpr (std::is_same_v<From, RX_Pixel8>) {
+    if constexpr (std::is_same_v<To, RX_Pixel16>) return convert_8_to_16(p);
+    else return convert_8_to_float(p);
+  } else if constexpr (std::is_same_v<From, RX_Pixel16>) {
+    if constexpr (std::is_same_v<To, RX_Pixel8>) return convert_16_to_8(p);
+    else return convert_16_to_float(p);
+  } else {
+    using Cv = decltype(To{}.red);
+    const float white = std::is_same_v<To, RX_Pixel8> ? 255.0f : 32768.0f;
+    const int32_t alpha = Alpha == FloatAlpha::Clamped ? float_colour_to_int(p.alpha, white)
+                                                       : float_alpha_to_int(p.alpha, white);
+    return To{Cv(alpha), Cv(float_colour_to_int(p.red, white)), Cv(float_colour_to_int(p.green, white)),
+              Cv(float_colour_to_int(p.blue, white))};
+  }
+}
+
+}  // namespace rx

@@ -169,48 +169,8 @@ bool RX_WorldX<Px>::SubWorldSafetyGutterHasBeenOverWritten() const {
   return false;
 }
 
-// ---- copying by rectangle ----
-
-template <class Px>
-void RX_WorldX<Px>::CopyRect(const RX_World& src, const GE_LRect& rect, int32_t dst_x,
-                             int32_t dst_y) {
-  if (src.Depth() != Depth()) {
-    rx::report_verification(rx::msg::kCopyRectDepthsDiffer, 0x25006D);
-    rx::throw_code(RX_Result_Internal);
-  }
-  // In destination coordinates: the offset is the destination minus the
-  // rectangle's corner.
-  const int32_t dx = dst_x - rect.left;
-  const int32_t dy = dst_y - rect.top;
-  const int32_t left = std::max(0, std::max(rect.left, 0) + dx);
-  const int32_t right = std::min(Width(), std::min(rect.right, src.Width()) + dx);
-  const int32_t top = std::max(0, std::max(rect.top, 0) + dy);
-  const int32_t bottom = std::min(Height(), std::min(rect.bottom, src.Height()) + dy);
-  if (right <= left || bottom <= top) return;
-  const auto& from = static_cast<const RX_WorldX<Px>&>(src);
-  const size_t row_bytes = size_t(right - left) * sizeof(Px);
-  // Top to bottom by memmove: overlapping worlds are safe within a row only.
-  for (int32_t y = top; y < bottom; ++y) {
-    std::memmove(Row(y) + left, from.Row(y - dy) + (left - dx), row_bytes);
-  }
-}
-
-// ---- operations whose bodies come with their families ----
 // Fills and clears live in world_fills.cpp, premultiplication in
-// world_premultiply.cpp. Until depth-converting copies exist for world
-// objects, these say so with RX_Result_Unimplemented.
-
-template <class Px>
-void RX_WorldX<Px>::CopyRectPossiblyDifferentBitdepth(const RX_World&, const GE_LRect&, bool,
-                                                      int32_t, int32_t, const RX_ProgressInfo*) {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-template <class Px>
-void RX_WorldX<Px>::CopyRectPossiblyDifferentBitdepthWithField(const RX_World&, const GE_LRect&,
-                                                               int32_t) {
-  rx::throw_code(RX_Result_Unimplemented);
-}
-
+// world_premultiply.cpp, copying by rectangle in world_copy_rect.cpp.
 template class RX_WorldX<RX_Pixel8>;
 template class RX_WorldX<RX_Pixel16>;
 template class RX_WorldX<RX_PixelFloat>;
