@@ -1,3 +1,4 @@
+// Point sampling rates: nearest and the bilinear forms at 8 and 16 bits.
 // Box sampling rates: the area sampler at 8 bits (plain and SSE2 forms of
 // slot 5) and 16 bits at radii from a quarter pixel to 16 pixels, in
 // samples per second; the summed-area table's build in pixels per second
@@ -87,6 +88,73 @@ void BM_AreaSample16(benchmark::State& state) {
 void BM_AreaSamplePremul8(benchmark::State& state) {
   run_area<RX_Pixel8>(state, &RX_AreaSample_Premul);
 }
+
+// ---- point samplers: nearest and every bilinear form, inside the picture ----
+
+template <class Px, class Sampler>
+void run_point(benchmark::State& state, Sampler sample) {
+  static Package package;
+  static Picture<Px> picture(kWidth, kHeight);
+  auto where = positions();
+  // Keep the unclipped forms' promise: both taps inside.
+  for (auto& [x, y] : where) {
+    x %= int32_t(uint32_t(kWidth - 1) << 16);
+    y %= int32_t(uint32_t(kHeight - 1) << 16);
+  }
+  const RX_SampPB pb{0, 0, 0, &picture.def};
+  size_t i = 0;
+  for (auto _ : state) {
+    Px result;
+    sample(nullptr, where[i].first, where[i].second, &pb, &result);
+    benchmark::DoNotOptimize(result);
+    i = (i + 1) % where.size();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+template <class Px>
+void run_span(benchmark::State& state, RX_Err (*span)(void*, int32_t, int32_t, int32_t, const RX_SampPB*,
+                                                      uint32_t*, Px*)) {
+  static Package package;
+  static Picture<Px> picture(kWidth, kHeight);
+  const RX_SampPB pb{0, 0, 0, &picture.def};
+  std::vector<Px> row(512);
+  uint32_t sum = 0;
+  int32_t y = 0;
+  for (auto _ : state) {
+    span(nullptr, int32_t(row.size()), 0x4000 + (17 << 16), y + 0x8000, &pb, &sum, row.data());
+    benchmark::DoNotOptimize(row.data());
+    y = (y + (1 << 16)) % ((kHeight - 2) << 16);
+  }
+  state.SetItemsProcessed(state.iterations() * int64_t(row.size()));
+}
+
+void BM_Nearest8(benchmark::State& s) { run_point<RX_Pixel8>(s, &RX_NNSample); }
+void BM_Nearest16(benchmark::State& s) { run_point<RX_Pixel16>(s, &RX_NNSample16); }
+void BM_Subpixel8(benchmark::State& s) { run_point<RX_Pixel8>(s, &RX_SubpixelSample_Straight); }
+void BM_Subpixel16(benchmark::State& s) { run_point<RX_Pixel16>(s, &RX_SubpixelSample_Straight16); }
+void BM_SubpixelNoClip8(benchmark::State& s) { run_point<RX_Pixel8>(s, &RX_SubpixelSampleNoClip_Straight); }
+void BM_SubpixelNoClip8Vector(benchmark::State& s) {
+  static Package package;
+  run_point<RX_Pixel8>(s, reinterpret_cast<RX_SampleFunc8>(RXp_G_OverFuncs[RX_Slot_SubpixelNoClipStraight8]));
+}
+void BM_SubpixelNoClip16(benchmark::State& s) { run_point<RX_Pixel16>(s, &RX_SubpixelSampleNoClip_Straight16); }
+void BM_SubpixelPremul8(benchmark::State& s) { run_point<RX_Pixel8>(s, &RX_SubpixelSample_Premul); }
+void BM_SubpixelFloat(benchmark::State& s) { run_point<RX_PixelFloat>(s, &RX_SubpixelCPlusPlusFloat); }
+void BM_Span8(benchmark::State& s) { run_span<RX_Pixel8>(s, &RX_SubpixelSpanSampleTranslateNoClip_Straight); }
+void BM_Span16(benchmark::State& s) { run_span<RX_Pixel16>(s, &RX_SubpixelSpanSampleTranslateNoClip_Straight16); }
+
+BENCHMARK(BM_Nearest8)->Name("Nearest/8bit");
+BENCHMARK(BM_Nearest16)->Name("Nearest/16bit");
+BENCHMARK(BM_Subpixel8)->Name("Subpixel/8bit_clipped");
+BENCHMARK(BM_Subpixel16)->Name("Subpixel/16bit_clipped");
+BENCHMARK(BM_SubpixelNoClip8)->Name("Subpixel/8bit_unclipped_plain");
+BENCHMARK(BM_SubpixelNoClip8Vector)->Name("Subpixel/8bit_unclipped_slot61");
+BENCHMARK(BM_SubpixelNoClip16)->Name("Subpixel/16bit_unclipped");
+BENCHMARK(BM_SubpixelPremul8)->Name("Subpixel/8bit_premultiplied");
+BENCHMARK(BM_SubpixelFloat)->Name("Subpixel/float_clipped");
+BENCHMARK(BM_Span8)->Name("SubpixelSpan/8bit");
+BENCHMARK(BM_Span16)->Name("SubpixelSpan/16bit");
 
 // Radii in sixteenths of a pixel: a quarter (one bilinear sample), 1.5, 4
 // and 16 pixels.
