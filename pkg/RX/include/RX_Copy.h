@@ -7,6 +7,7 @@
 #define RX_COPY_H
 
 #include "RX_EffectWorlds.h"
+#include "RX_Sampling.h"
 
 RX_BEGIN_C
 
@@ -57,6 +58,46 @@ RX_API RX_Err RX_WorldCopy_HQ_Premul(void* unused, ZW_World src, ZW_World dst,
    count, scaling by replication when the rectangles differ. */
 RX_API RX_Err RX_ChannelCopy(RX_EffectContext* unused, const RX_Chunk* src, RX_Chunk* dst,
                              const GE_LRect* src_rect, const GE_LRect* dst_rect);
+
+/* Maps src into the parallelogram whose corners are where the source's
+   top-left, top-right and bottom-left corners land in dst (16.16
+   destination coordinates), sampling by nearest neighbour at each
+   destination pixel's centre. field: 0 all rows, 1 even, 2 odd destination
+   rows. Destination pixels outside the parallelogram stay. src and dst
+   share a depth. The abort of the progress record is asked every 64th
+   row. */
+RX_API RX_Err RX_CopyBits3_LO_Straight(const RX_ProgressInfo* progress, const RX_LayerDef* src,
+                                       const GE_LPoint corners[3], int32_t field,
+                                       RX_LayerDef* dst);
+
+/* Motion line spans (slots 17 to 22), 8 bits: for each of count
+   destination pixels whose mask byte is below 255, samples the source of
+   pb along the motion line from (x0, y0) to (x1, y1) (16.16, moved one
+   pixel right for each next pixel), samples points evenly spaced with both
+   ends included, and writes their average: alpha over all samples, colour
+   weighted by alpha (straight) or plain (premultiplied), samples of zero
+   alpha adding no colour. Pixels of mask 255 stay. */
+typedef RX_Err (*RX_MotionSpanFunc)(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                    int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                    int32_t samples, RX_Pixel8* dst);
+RX_API RX_Err RX_MotionSpan_Nearest_Straight(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                             int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                             int32_t samples, RX_Pixel8* dst);
+RX_API RX_Err RX_MotionSpan_Nearest_Premul(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                           int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                           int32_t samples, RX_Pixel8* dst);
+RX_API RX_Err RX_MotionSpan_Subpixel_Straight(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                              int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                              int32_t samples, RX_Pixel8* dst);
+RX_API RX_Err RX_MotionSpan_Subpixel_Premul(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                            int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                            int32_t samples, RX_Pixel8* dst);
+RX_API RX_Err RX_MotionSpan_Area_Straight(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                          int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                          int32_t samples, RX_Pixel8* dst);
+RX_API RX_Err RX_MotionSpan_Area_Premul(const RX_SampPB* pb, int32_t count, const uint8_t* mask,
+                                        int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                                        int32_t samples, RX_Pixel8* dst);
 
 RX_END_C
 

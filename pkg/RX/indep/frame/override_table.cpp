@@ -55,6 +55,12 @@ void fill_override_table() {
   install<RX_Slot_IterateOriginNoClip>(RX_IterateOriginNoClip_S);
   install<RX_Slot_IterateGeneric>(RX_IterateGeneric_Static);
   install<RX_Slot_PremulRect>(RX_PremulRect_S);
+  put(RX_Slot_MotionSpanNearestStraight, RX_MotionSpan_Nearest_Straight);
+  put(RX_Slot_MotionSpanNearestPremul, RX_MotionSpan_Nearest_Premul);
+  put(RX_Slot_MotionSpanSubpixelStraight, RX_MotionSpan_Subpixel_Straight);
+  put(RX_Slot_MotionSpanSubpixelPremul, RX_MotionSpan_Subpixel_Premul);
+  put(RX_Slot_MotionSpanAreaStraight, RX_MotionSpan_Area_Straight);
+  put(RX_Slot_MotionSpanAreaPremul, RX_MotionSpan_Area_Premul);
   put(RX_Slot_CopyDraft, RX_CopyBits_Draft_Static);
   put(RX_Slot_CopyHQStraight, RX_CopyBits_HQ_Straight_Static);
   put(RX_Slot_CopyHQPremul, RX_CopyBits_HQ_Premul_Static);
