@@ -18,6 +18,13 @@ constexpr int32_t kDepthsDifferLocation = 0x25000E;
 template <class Px>
 using PixelFunc = RX_Err (*)(void*, int32_t, int32_t, const Px*, Px*);
 
+// Progress after a row, when wanted; true when it interrupts the loop.
+bool interrupted_after_row(const RowProgress& progress, int32_t y, RX_Err& err) {
+  if (!progress.wanted()) return false;
+  err = progress.after_row(y);
+  return err == RX_Result_Interrupted;
+}
+
 // The result is that of the last callback made, pixel function or progress:
 // a progress code other than 517 on the last row is passed on.
 template <class Px>
@@ -32,10 +39,7 @@ RX_Err iterate_rows(const RowProgress& progress, const RX_LayerDef* src, const I
       err = func(refcon, low16(span.left + i), low16(y), in + i, out + i);
       if (err != RX_Result_OK) return err;
     }
-    if (progress.wanted()) {
-      err = progress.after_row(y);
-      if (err == RX_Result_Interrupted) return err;
-    }
+    if (interrupted_after_row(progress, y, err)) return err;
   }
   return err;
 }
@@ -63,10 +67,7 @@ RX_Err iterate_rows_with_origin(const RowProgress& progress, const RX_LayerDef& 
       err = func(refcon, low16(x), low16(y), in, out + i);
       if (err != RX_Result_OK) return err;
     }
-    if (progress.wanted()) {
-      err = progress.after_row(y);
-      if (err == RX_Result_Interrupted) return err;
-    }
+    if (interrupted_after_row(progress, y, err)) return err;
   }
   return err;
 }
@@ -86,10 +87,7 @@ RX_Err iterate_rows_sourceless_origin(const RowProgress& progress, const Iterate
       err = func(refcon, low16(x), low16(y), nullptr, out++);
       if (err != RX_Result_OK) return err;
     }
-    if (progress.wanted()) {
-      err = progress.after_row(y);
-      if (err == RX_Result_Interrupted) return err;
-    }
+    if (interrupted_after_row(progress, y, err)) return err;
   }
   return err;
 }

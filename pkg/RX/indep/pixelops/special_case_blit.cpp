@@ -12,6 +12,7 @@
 #include "frame/fixed_messages.h"
 #include "frame/reports.h"
 #include "worlds/value_conversions.h"
+#include "worlds/with_depth.h"
 
 namespace {
 
@@ -137,15 +138,12 @@ RX_Err blit_band(void* refcon, int32_t thread_index, int32_t, int32_t thread_cou
 void RX_SpecialCasePixelBlit(const RX_World& src, GE_LPoint src_origin, RX_SpecialCaseBlitStyle style,
                              bool bgra, GE_LPoint background_origin, RX_PixelFloat colour_one,
                              RX_PixelFloat colour_two, GE_LRect rect, RX_WorldX<RX_Pixel8>& dst) {
-  RX_GenericIterFunc band;
-  switch (src.Depth()) {
-    case 8: band = blit_band<RX_Pixel8>; break;
-    case 16: band = blit_band<RX_Pixel16>; break;
-    case 32: band = blit_band<RX_PixelFloat>; break;
-    default:
-      rx::report_error(0, rx::msg::kUnknownDepthSpecialCaseBlit);
-      rx::throw_code(RX_Result_Internal);
-  }
+  const RX_GenericIterFunc band = rx::dispatch_depth(
+      src.Depth(), []<class Px>() { return RX_GenericIterFunc{blit_band<Px>}; },
+      []() -> RX_GenericIterFunc {
+        rx::report_error(0, rx::msg::kUnknownDepthSpecialCaseBlit);
+        rx::throw_code(RX_Result_Internal);
+      });
   if (rect.right <= rect.left || rect.bottom <= rect.top) return;
   if (src_origin.x < 0 || src_origin.y < 0) return;
   // Only where the source has pixels and the destination has room.

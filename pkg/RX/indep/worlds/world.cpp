@@ -8,6 +8,7 @@
 #include "frame/exception_boundary.h"
 #include "frame/fixed_messages.h"
 #include "frame/reports.h"
+#include "worlds/with_depth.h"
 
 namespace {
 
@@ -46,18 +47,10 @@ int16_t depth_of_bits(int32_t bits_per_pixel, const char* unexpected_text) {
   }
 }
 
+// Worlds of another depth cannot be made: RX_Result_Internal is thrown.
 template <class Body>
 RX_World* with_world_depth(int32_t depth, Body&& body) {
-  switch (depth) {
-    case 8:
-      return body.template operator()<RX_Pixel8>();
-    case 16:
-      return body.template operator()<RX_Pixel16>();
-    case 32:
-      return body.template operator()<RX_PixelFloat>();
-    default:
-      rx::throw_code(RX_Result_Internal);
-  }
+  return rx::dispatch_depth(depth, body, []() -> RX_World* { rx::throw_code(RX_Result_Internal); });
 }
 
 }  // namespace

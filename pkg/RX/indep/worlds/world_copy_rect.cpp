@@ -11,6 +11,7 @@
 #include "frame/progress.h"
 #include "frame/reports.h"
 #include "worlds/value_conversions.h"
+#include "worlds/with_depth.h"
 
 namespace {
 
@@ -65,20 +66,10 @@ void convert_row(const From* in, To* out, int32_t count, bool dither) {
 
 template <class Body>
 void with_source_depth(const RX_World& src, const char* unknown_text, Body&& body) {
-  switch (src.Depth()) {
-    case 8:
-      body.template operator()<RX_Pixel8>();
-      break;
-    case 16:
-      body.template operator()<RX_Pixel16>();
-      break;
-    case 32:
-      body.template operator()<RX_PixelFloat>();
-      break;
-    default:
-      rx::report_error(kUnknownDepthLocation, unknown_text);
-      rx::throw_code(RX_Result_Internal);
-  }
+  rx::dispatch_depth(src.Depth(), body, [unknown_text] {
+    rx::report_error(kUnknownDepthLocation, unknown_text);
+    rx::throw_code(RX_Result_Internal);
+  });
 }
 
 }  // namespace
