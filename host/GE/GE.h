@@ -44,6 +44,11 @@ HOST_API HOST_Err GE_PrepareFCMD(int32_t kind, int32_t reserved1, int32_t reserv
                                  const uint8_t** multiply_out, const uint8_t** divide_out);
 HOST_API HOST_Err GE_UnprepareFCMD(void);
 
+/* The nearest integer to x; an exact half goes away from zero (2.5 gives 3,
+   -2.5 gives -3). Values beyond the 32-bit range give the nearest end of
+   it, NaN gives 0. */
+HOST_API int32_t GE_RoundDouble(double x);
+
 HOST_END_C
 
 #endif

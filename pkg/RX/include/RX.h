@@ -15,5 +15,6 @@
 #include "RX_Sampling.h"
 #include "RX_AreaSampling.h"
 #include "RX_World.h"
+#include "RX_Color.h"
 
 #endif
