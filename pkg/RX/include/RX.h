@@ -11,6 +11,7 @@
 #include "RX_EffectWorlds.h"
 #include "RX_Fill.h"
 #include "RX_Messages.h"
+#include "RX_Modes.h"
 #include "RX_Premul.h"
 #include "RX_Sampling.h"
 #include "RX_AreaSampling.h"
