@@ -17,5 +17,6 @@
 #include "RX_AreaSampling.h"
 #include "RX_World.h"
 #include "RX_Color.h"
+#include "RX_Transfer.h"
 
 #endif
