@@ -31,15 +31,16 @@ typedef void (*RX_Xfer1Opacity2FuncF)(const RX_PixelFloat* src, const RX_LinearB
 
 #define RX_Xfer1TableSize 40 /* modes 0..38 and the null terminator */
 
-RX_API extern const RX_Xfer1Func8 RXp_G_Xfer1_table8[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1Func16 RXp_G_Xfer1_table16[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1FuncF RXp_G_Xfer1_tableF[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1OpacityFunc8 RXp_G_Xfer1_Opacity_table8[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1OpacityFunc16 RXp_G_Xfer1_Opacity_table16[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1OpacityFuncF RXp_G_Xfer1_Opacity_tableF[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1Opacity2Func8 RXp_G_Xfer1_Opacity2_table8[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1Opacity2Func16 RXp_G_Xfer1_Opacity2_table16[RX_Xfer1TableSize];
-RX_API extern const RX_Xfer1Opacity2FuncF RXp_G_Xfer1_Opacity2_tableF[RX_Xfer1TableSize];
+/* Filled when the library loads; read-only afterwards. */
+RX_API extern RX_Xfer1Func8 RXp_G_Xfer1_table8[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1Func16 RXp_G_Xfer1_table16[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1FuncF RXp_G_Xfer1_tableF[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1OpacityFunc8 RXp_G_Xfer1_Opacity_table8[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1OpacityFunc16 RXp_G_Xfer1_Opacity_table16[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1OpacityFuncF RXp_G_Xfer1_Opacity_tableF[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1Opacity2Func8 RXp_G_Xfer1_Opacity2_table8[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1Opacity2Func16 RXp_G_Xfer1_Opacity2_table16[RX_Xfer1TableSize];
+RX_API extern RX_Xfer1Opacity2FuncF RXp_G_Xfer1_Opacity2_tableF[RX_Xfer1TableSize];
 
 /* Soft light at 8 bits, constant: round(255 (D(x) - x)) and
    round(255 x (1 - x)) with x = i / 255, D the soft-light curve. */

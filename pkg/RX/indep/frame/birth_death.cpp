@@ -7,6 +7,7 @@
 #include "JRNL/JRNL.h"
 #include "MIX/MIX.h"
 #include "RX_Frame.h"
+#include "RX_Transfer.h"
 #include "TIN/TIN.h"
 #include "bridge/nex_client.h"
 #include "compositing/blend_scratch.h"
@@ -38,7 +39,7 @@ RX_Err size_scratch_at_birth() {
 // Steps after the tables: each leaves at once on failure.
 RX_Err prepare_after_tables() {
   if (RX_Err err = rx::protect(fetch_dither_table)) return err;
-  rx::build_soft_light_tables();
+  RXp_InitBlendTables();
   if (RX_Err err = size_scratch_at_birth()) return err;
   if (RX_Err err = rx::prepare_acceleration()) return err;
   rx::fill_override_table();
@@ -63,6 +64,7 @@ RX_Err RX_Birth(void) {
   rx::fill_byte_float_table();
 
   if (err == RX_Result_OK) err = GE_PrepareFCMD(1, 0, 0, &RXp_G_fcm_table, &RXp_G_fcd_table);
+  RXp_G_DivideTable = RXp_G_fcd_table;  // the transfer functions' name for it
   if (err == RX_Result_OK) err = prepare_after_tables();
   if (err != RX_Result_OK) return err;
 
@@ -76,6 +78,7 @@ RX_Err RX_Death(void) {
   JRNL_Log(kLogLevel, "RX", "Death", "RX Death");
 
   const RX_Err tables_err = GE_UnprepareFCMD();
+  RXp_G_DivideTable = nullptr;
   const RX_Err modules_err = rx::release_acceleration_modules();
   const RX_Err result = tables_err ? tables_err : modules_err;
 

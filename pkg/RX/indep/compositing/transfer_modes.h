@@ -1,0 +1,429 @@
+// What each mode 0 to 38 computes for one source pixel on one destination
+// pixel, written once over the depth's arithmetic (transfer_arith.h). The
+// source's alpha comes in already reduced by opacity. Every mode but
+// AddPremul leaves dst alone when the source alpha is 0.
+//
+// Three families share their steps: the matte modes (dst matted against a
+// neutral colour, the mode, the union alpha, dematte), the general
+// three-term form of the modes 26 to 34, 37, 38, and the colour modes (the
+// behind step, then a replacement colour mixed in by source alpha). The
+// remaining modes are written one by one.
+#pragma once
+
+#include <cmath>
+
+#include "RX_Modes.h"
+#include "compositing/transfer_arith.h"
+#include "pixelops/premultiply_math.h"
+
+namespace rx::xfer {
+
+template <class Px>
+inline constexpr decltype(&Px::red) kColours[3] = {&Px::red, &Px::green, &Px::blue};
+
+enum class Family { Matte, General, Colour, Own };
+
+constexpr Family family_of(int mode) {
+  switch (mode) {
+    case RX_Xfer_Add: case RX_Xfer_Multiply: case RX_Xfer_Screen: case RX_Xfer_Overlay:
+    case RX_Xfer_SoftLight: case RX_Xfer_HardLight: case RX_Xfer_Darken: case RX_Xfer_Lighten:
+    case RX_Xfer_Difference: case RX_Xfer_ColorDodge: case RX_Xfer_ColorBurn: case RX_Xfer_Exclusion:
+      return Family::Matte;
+    case RX_Xfer_Difference2: case RX_Xfer_ColorDodge2: case RX_Xfer_ColorBurn2: case RX_Xfer_LinearDodge:
+    case RX_Xfer_LinearBurn: case RX_Xfer_LinearLight: case RX_Xfer_VividLight: case RX_Xfer_PinLight:
+    case RX_Xfer_HardMix: case RX_Xfer_Subtract: case RX_Xfer_Divide:
+      return Family::General;
+    case RX_Xfer_Hue: case RX_Xfer_Saturation: case RX_Xfer_Color: case RX_Xfer_Luminosity:
+    case RX_Xfer_LighterColor: case RX_Xfer_DarkerColor:
+      return Family::Colour;
+    default:
+      return Family::Own;
+  }
+}
+
+// The neutral colour each matte mode mattes dst against.
+constexpr Matte matte_of(int mode) {
+  switch (mode) {
+    case RX_Xfer_Multiply: case RX_Xfer_Darken: case RX_Xfer_ColorBurn:
+      return Matte::White;
+    case RX_Xfer_Overlay: case RX_Xfer_SoftLight: case RX_Xfer_HardLight:
+      return Matte::Grey;
+    default:
+      return Matte::Black;
+  }
+}
+
+// ---- the matte forms: dst as seen on the neutral colour, and back ----
+
+template <class A, Matte M>
+typename A::V matte(typename A::V d, typename A::V da) {
+  if constexpr (M == Matte::Black) {
+    return A::mul(d, da);
+  } else if constexpr (M == Matte::White) {
+    return A::inv(A::mul(A::inv(d), da));
+  } else {
+    return d >= A::half ? A::mul(d - A::half, da) + A::half : d + A::mul(A::half - d, A::inv(da));
+  }
+}
+
+// The grey form saturates at the integer depths: a quotient of a half or
+// more gives white or 0.
+template <class A, Matte M>
+typename A::V dematte(typename A::V c, typename A::V r) {
+  if constexpr (M == Matte::Black) {
+    return A::div(c, r);
+  } else if constexpr (M == Matte::White) {
+    return A::inv(A::div(A::inv(c), r));
+  } else {
+    if (c >= A::half) return A::limit_top(A::half + A::div(c - A::half, r));
+    return A::floor_zero(A::half - A::div(A::half - c, r));
+  }
+}
+
+// ---- family 1: the matte modes, per channel on s and the matted m ----
+
+template <class A, int Mode>
+typename A::V matte_mode(typename A::V s, typename A::V m, typename A::V sa, bool full) {
+  using V = typename A::V;
+  constexpr V one = A::white, half = A::half;
+  if constexpr (Mode == RX_Xfer_Add) {
+    return A::limit_top((full ? s : A::mul(s, sa)) + m);
+  } else if constexpr (Mode == RX_Xfer_Multiply) {
+    const V product = A::mul(A::inv(s), m);
+    return m - (full ? product : A::mul(product, sa));
+  } else if constexpr (Mode == RX_Xfer_Screen) {
+    const V weighted = full ? s : A::mul(s, sa);
+    return A::inv(A::mul(A::inv(weighted), A::inv(m)));
+  } else if constexpr (Mode == RX_Xfer_Darken) {
+    if (full) return s < m ? s : m;
+    return m > s ? m - A::mul(m - s, sa) : m;
+  } else if constexpr (Mode == RX_Xfer_Lighten) {
+    if (full) return s > m ? s : m;
+    return s > m ? m + A::mul(s - m, sa) : m;
+  } else if constexpr (Mode == RX_Xfer_Difference) {
+    // The source is weighted before the difference, not after.
+    const V weighted = full ? s : A::mul(s, sa);
+    return weighted > m ? weighted - m : m - weighted;
+  } else if constexpr (Mode == RX_Xfer_ColorDodge) {
+    const V t = A::inv(full ? s : A::mul(s, sa));
+    return t != 0 && m < t ? A::ratio(m, t) : one;
+  } else if constexpr (Mode == RX_Xfer_ColorBurn) {
+    const V weighted = full ? s : A::inv(A::mul(A::inv(s), sa));
+    return one - A::limit_top(A::div(one - m, weighted));
+  } else {
+    // The modes that weight by mixing m toward f.
+    V f;
+    if constexpr (Mode == RX_Xfer_Overlay) {
+      f = m >= half ? A::inv(A::mul(A::inv(s), 2 * A::inv(m))) : 2 * A::mul(s, m);
+    } else if constexpr (Mode == RX_Xfer_SoftLight) {
+      f = s >= half ? m + A::mul(A::soft_factor_up(s), A::soft_delta(m))
+                    : m - A::mul(A::soft_factor_down(s), A::soft_parabola(m));
+    } else if constexpr (Mode == RX_Xfer_HardLight) {
+      f = s >= half ? m + A::mul(2 * s - one, A::inv(m)) : m - A::mul(one - 2 * s, m);
+    } else {
+      static_assert(Mode == RX_Xfer_Exclusion);
+      const V excluded = s - 2 * A::mul(s, m);
+      return full ? m + excluded : A::blend(m, excluded, sa);
+    }
+    return full ? f : A::blend(m, f - m, sa);
+  }
+}
+
+template <class Px, int Mode>
+void matte_family(const Px& s, Px& d) {
+  using A = Arith<Px>;
+  using V = typename A::V;
+  constexpr Matte kMatte = matte_of(Mode);
+  const V sa = s.alpha, da = d.alpha;
+  const bool full = A::opaque(sa);
+  const V r = A::unite(sa, da);
+  for (auto colour : kColours<Px>) {
+    const V m = da == A::white ? V(d.*colour) : matte<A, kMatte>(d.*colour, da);
+    V c = matte_mode<A, Mode>(s.*colour, m, sa, full);
+    if constexpr (!A::is_float) c = A::limit(c);
+    if (r != A::white) c = dematte<A, kMatte>(c, r);
+    d.*colour = typename A::Cv(c);
+  }
+  d.alpha = typename A::Cv(r);
+}
+
+// ---- family 2: the general three-term form over a pure f(s, d) ----
+
+template <class A, int Mode>
+typename A::V general_mode(typename A::V s, typename A::V d) {
+  using V = typename A::V;
+  constexpr V one = A::white, half = A::half;
+  if constexpr (Mode == RX_Xfer_Difference2) {
+    return s > d ? s - d : d - s;
+  } else if constexpr (Mode == RX_Xfer_ColorDodge2) {
+    if (d == 0) return 0;
+    const V t = A::inv(s);
+    return t != 0 && d < t ? A::ratio(d, t) : one;
+  } else if constexpr (Mode == RX_Xfer_ColorBurn2) {
+    if (s == 0 && d == one) return one;
+    const V u = A::inv(d);
+    return s != 0 && u < s ? one - A::ratio(u, s) : 0;
+  } else if constexpr (Mode == RX_Xfer_LinearDodge) {
+    return A::limit_top(d + s);
+  } else if constexpr (Mode == RX_Xfer_LinearBurn) {
+    const V sum = d + s - one;
+    return sum > 0 ? sum : 0;
+  } else if constexpr (Mode == RX_Xfer_LinearLight) {
+    if constexpr (A::is_float) return d + 2.0f * s - 1.0f;
+    return A::limit(2 * s - 2 * half + d);
+  } else if constexpr (Mode == RX_Xfer_VividLight) {
+    // Burn by twice s below the middle, dodge by twice its excess above.
+    if (s < half) {
+      if (s == 0) return 0;
+      const V t = A::twice_low(s), u = A::inv(d);
+      return t != 0 && u < t ? one - A::ratio(u, t) : 0;
+    }
+    if (s > half) {
+      if (s == one) return one;
+      const V t = A::inv(A::twice_high(s));
+      return t != 0 && d < t ? A::ratio(d, t) : one;
+    }
+    return d;
+  } else if constexpr (Mode == RX_Xfer_PinLight) {
+    if (s < half) return std::min(A::twice_low(s), d);
+    if (s > half) return std::max(A::twice_high(s), d);
+    return d;
+  } else if constexpr (Mode == RX_Xfer_HardMix) {
+    return A::hard_mix(s, d);
+  } else if constexpr (Mode == RX_Xfer_Subtract) {
+    return A::floor_zero(d - s);
+  } else {
+    static_assert(Mode == RX_Xfer_Divide);
+    return A::divide_mode(s, d);
+  }
+}
+
+template <class Px, int Mode>
+void general_family(const Px& s, Px& d) {
+  using A = Arith<Px>;
+  using V = typename A::V;
+  const V sa = s.alpha, da = d.alpha;
+  if (A::opaque(sa)) {
+    for (auto colour : kColours<Px>) {
+      const V sc = s.*colour, f = general_mode<A, Mode>(sc, d.*colour);
+      d.*colour = typename A::Cv(A::blend(sc, f - sc, da));
+    }
+    d.alpha = typename A::Cv(A::white);
+    return;
+  }
+  const V w = A::mul(sa, da), r = A::unite(sa, da);
+  for (auto colour : kColours<Px>) {
+    const V sc = s.*colour, dc = d.*colour, f = general_mode<A, Mode>(sc, dc);
+    V sum;
+    if constexpr (A::is_float) {
+      sum = f * w + (sa * sc + (da * dc - dc * w) - sc * w);
+    } else {
+      sum = A::cut_sum(A::mul(da, dc) - A::mul(dc, w) + A::mul(sa, sc) - A::mul(sc, w) + A::mul(f, w));
+    }
+    d.*colour = typename A::Cv(A::div(sum, r));
+  }
+  d.alpha = typename A::Cv(r);
+}
+
+// ---- the behind step: src goes under dst ----
+
+template <class Px>
+void behind_step(const Px& s, Px& d) {
+  using A = Arith<Px>;
+  using V = typename A::V;
+  const V sa = s.alpha, da = d.alpha;
+  const V r = A::unite(sa, da);
+  for (auto colour : kColours<Px>) {
+    const V weighted = A::mul(s.*colour, sa);
+    d.*colour = typename A::Cv(A::div(A::blend(weighted, V(d.*colour) - weighted, da), r));
+  }
+  d.alpha = typename A::Cv(r);
+}
+
+// ---- family 3: the colour modes ----
+
+template <class A>
+struct Rgb {
+  typename A::V c[3];
+  typename A::V luminance() const { return A::luminance(c[0], c[1], c[2]); }
+};
+
+template <class Px>
+Rgb<Arith<Px>> rgb_of(const Px& p) {
+  return {{p.red, p.green, p.blue}};
+}
+
+// The largest, middle and smallest by the comparisons (first > second),
+// (second > third), (first > third), in that order; the smallest goes to 0.
+template <class A>
+Rgb<A> set_range(Rgb<A> colour, typename A::V range) {
+  using V = typename A::V;
+  V& a = colour.c[0];
+  V& b = colour.c[1];
+  V& c = colour.c[2];
+  V *largest, *middle, *smallest;
+  if (a > b) {
+    if (b > c) largest = &a, middle = &b, smallest = &c;
+    else if (a > c) largest = &a, middle = &c, smallest = &b;
+    else largest = &c, middle = &a, smallest = &b;
+  } else if (b > c) {
+    if (a > c) largest = &b, middle = &a, smallest = &c;
+    else largest = &b, middle = &c, smallest = &a;
+  } else {
+    largest = &c, middle = &b, smallest = &a;
+  }
+  const V spread = *largest - *smallest;
+  if (spread != 0) {
+    *middle = (*middle - *smallest) * range / spread;
+    *largest = range;
+  } else {
+    *middle = 0;
+    *largest = 0;
+  }
+  *smallest = 0;
+  return colour;
+}
+
+template <class A>
+typename A::V range_of(const Rgb<A>& p) {
+  return std::max({p.c[0], p.c[1], p.c[2]}) - std::min({p.c[0], p.c[1], p.c[2]});
+}
+
+// Moves the colour to luminance L, then pulls it back into 0..1 along the
+// line through grey L.
+template <class A>
+Rgb<A> set_luminance(Rgb<A> colour, typename A::V lum) {
+  using V = typename A::V;
+  const V shift = lum - colour.luminance();
+  for (V& c : colour.c) c += shift;
+  const V smallest = std::min({colour.c[0], colour.c[1], colour.c[2]});
+  if (smallest < 0 && lum - smallest != 0) {
+    for (V& c : colour.c) c = lum + (c - lum) * lum / (lum - smallest);
+  }
+  const V largest = std::max({colour.c[0], colour.c[1], colour.c[2]});
+  if (largest > A::white && largest - lum != 0) {
+    for (V& c : colour.c) c = lum + (c - lum) * (A::white - lum) / (largest - lum);
+  }
+  return colour;
+}
+
+template <class Px, int Mode>
+void colour_family(const Px& s, Px& d) {
+  using A = Arith<Px>;
+  using V = typename A::V;
+  const V sa = s.alpha;
+  const V dst_lum_before = rgb_of(d).luminance();
+  if (d.alpha != A::white) behind_step(s, d);
+
+  const Rgb<A> src = rgb_of(s), dst = rgb_of(d);
+  Rgb<A> wanted;
+  if constexpr (Mode == RX_Xfer_Hue) {
+    wanted = set_luminance(set_range(src, range_of(dst)), dst.luminance());
+  } else if constexpr (Mode == RX_Xfer_Saturation) {
+    wanted = set_luminance(set_range(dst, range_of(src)), dst.luminance());
+  } else if constexpr (Mode == RX_Xfer_Color) {
+    wanted = set_luminance(src, dst.luminance());
+  } else if constexpr (Mode == RX_Xfer_Luminosity) {
+    wanted = set_luminance(dst, src.luminance());
+  } else if constexpr (Mode == RX_Xfer_LighterColor) {
+    wanted = src.luminance() > dst_lum_before ? src : dst;
+  } else {
+    static_assert(Mode == RX_Xfer_DarkerColor);
+    wanted = dst_lum_before > src.luminance() ? src : dst;
+  }
+
+  const bool full = A::opaque(sa);
+  for (int i = 0; i < 3; ++i) {
+    auto& channel = d.*kColours<Px>[i];
+    const V now = channel;
+    channel = typename A::Cv(full ? wanted.c[i] : A::blend(now, wanted.c[i] - now, sa));
+  }
+}
+
+// ---- the modes written one by one ----
+
+template <class Px, int Mode>
+void own_mode(const Px& s, Px& d) {
+  using A = Arith<Px>;
+  using V = typename A::V;
+  using Cv = typename A::Cv;
+  const V sa = s.alpha, da = d.alpha;
+
+  if constexpr (Mode == RX_Xfer_Copy) {
+    d = s;
+  } else if constexpr (Mode == RX_Xfer_Behind) {
+    if (da != A::white) behind_step(s, d);
+  } else if constexpr (Mode == RX_Xfer_Over) {
+    if (A::opaque(sa) || da == 0) {
+      d = s;
+      return;
+    }
+    const V r = A::unite(sa, da);
+    for (auto colour : kColours<Px>) {
+      const V matted = A::mul(d.*colour, da);
+      d.*colour = Cv(A::div(A::blend(matted, V(s.*colour) - matted, sa), r));
+    }
+    d.alpha = Cv(r);
+  } else if constexpr (Mode == RX_Xfer_Dissolve) {
+    // Dissolving chooses whole pixels: row work, nothing per pixel.
+  } else if constexpr (Mode == RX_Xfer_MultiplyAlpha) {
+    d.alpha = Cv(A::mul(da, sa));
+  } else if constexpr (Mode == RX_Xfer_MultiplyNotAlpha) {
+    d.alpha = Cv(A::mul(da, A::inv(sa)));
+  } else if constexpr (Mode == RX_Xfer_MultiplyAlphaLuma || Mode == RX_Xfer_MultiplyNotAlphaLuma) {
+    constexpr bool kNot = Mode == RX_Xfer_MultiplyNotAlphaLuma;
+    const V lum = rgb_of(s).luminance();
+    if constexpr (A::is_float) {
+      const V v = kNot ? da * (1.0f - sa * lum) : lum * sa * da;
+      d.alpha = v > 1.0f ? 1.0f : v < 1e-16f ? 0.0f : v;
+    } else {
+      const V weight = A::mul(sa, lum);
+      d.alpha = Cv(A::mul(da, kNot ? A::inv(weight) : weight));
+    }
+  } else if constexpr (Mode == RX_Xfer_AddPremul) {
+    // The source counts as premultiplied: it is added whole, not weighted.
+    const V w = A::mul(da, A::inv(sa)), r = A::unite(sa, da);
+    for (auto colour : kColours<Px>) {
+      d.*colour = Cv(A::div(A::limit_top(V(s.*colour) + A::mul(d.*colour, w)), r));
+    }
+    d.alpha = Cv(r);
+  } else {
+    static_assert(Mode == RX_Xfer_AlphaAdd);
+    // Alphas add instead of uniting, so two edges of complementary
+    // coverage join to exactly opaque.
+    if (A::opaque(sa)) {
+      d = s;
+      return;
+    }
+    const V total = sa + da;
+    if (total >= A::white) {
+      for (auto colour : kColours<Px>) {
+        d.*colour = Cv(A::mul(s.*colour, sa) + A::mul(d.*colour, A::inv(sa)));
+      }
+      d.alpha = Cv(A::white);
+    } else {
+      for (auto colour : kColours<Px>) {
+        d.*colour = Cv(A::div(A::mul(s.*colour, sa) + A::mul(d.*colour, da), total));
+      }
+      d.alpha = Cv(total);
+    }
+  }
+}
+
+// One mode on one pixel pair in gamma space.
+template <class Px, int Mode>
+void transfer(const Px& s, Px& d) {
+  if (Mode != RX_Xfer_AddPremul && s.alpha == 0) return;
+  constexpr Family kFamily = family_of(Mode);
+  if constexpr (kFamily == Family::Matte) {
+    matte_family<Px, Mode>(s, d);
+  } else if constexpr (kFamily == Family::General) {
+    general_family<Px, Mode>(s, d);
+  } else if constexpr (kFamily == Family::Colour) {
+    colour_family<Px, Mode>(s, d);
+  } else {
+    own_mode<Px, Mode>(s, d);
+  }
+}
+
+}  // namespace rx::xfer
