@@ -18,5 +18,6 @@
 #include "RX_World.h"
 #include "RX_Color.h"
 #include "RX_Transfer.h"
+#include "RX_Blend.h"
 
 #endif

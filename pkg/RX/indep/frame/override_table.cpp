@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "frame/cpu_features.h"
+#include "RX_Blend.h"
 #include "RX_Copy.h"
 #include "RX_EffectWorlds.h"
 #include "RX_Sampling.h"
@@ -21,6 +22,17 @@ namespace {
 template <class F>
 void put(RX_Slot slot, F* func) {
   RXp_G_OverFuncs[slot] = reinterpret_cast<RX_OverFunc>(func);
+}
+
+// The four look-ups of the row functions of a depth: plain, with mask,
+// linear, both.
+template <class Px>
+void put_row_lookups(RX_Slot plain) {
+  constexpr int kDepths = 3;
+  put(plain, &RX_GetInnerBlendingFunc<Px, false, false>);
+  put(static_cast<RX_Slot>(plain + kDepths), &RX_GetInnerBlendingFunc<Px, true, false>);
+  put(static_cast<RX_Slot>(plain + 2 * kDepths), &RX_GetInnerBlendingFunc<Px, false, true>);
+  put(static_cast<RX_Slot>(plain + 3 * kDepths), &RX_GetInnerBlendingFunc<Px, true, true>);
 }
 
 void fill_sampling_slots() {
@@ -67,6 +79,9 @@ void fill_override_table() {
   put(RX_Slot_OpenDestination, RX_OpenDestination_S);
   put(RX_Slot_CloseDestination, RX_CloseDestination_S);
   fill_sampling_slots();
+  put_row_lookups<RX_Pixel8>(RX_Slot_InnerBlendingPlain8);
+  put_row_lookups<RX_Pixel16>(RX_Slot_InnerBlendingPlain16);
+  put_row_lookups<RX_PixelFloat>(RX_Slot_InnerBlendingPlainFloat);
 
   // The premultiply, unmultiply and alpha combine scans, with their
   // SSSE3 or SSE2 forms where the processor has them.

@@ -1,0 +1,25 @@
+// The processor forms of two 8-bit rows and the scalar tails they end
+// with. The vector files include nothing else of the row family, so that
+// no shared template is compiled with their instruction set.
+#pragma once
+
+#include <cstdint>
+
+#include "RX_Pixels.h"
+#include "RX_Results.h"
+
+namespace rx::blend {
+
+// Copy: alpha := mul(mul(alpha, opacity), mask alpha), colours copied,
+// eight pixels a turn; gives the first pixel left to the scalar body.
+int32_t copy_weighted_sse2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                           RX_Pixel8* dst);
+
+// Over, four pixels a turn, then the scalar body for the rest.
+RX_Err over_row_ssse3(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                      RX_Pixel8* dst);
+// The scalar Over row of the gamma 8-bit body, mask null for none.
+RX_Err over_row_scalar8(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                        RX_Pixel8* dst);
+
+}  // namespace rx::blend
