@@ -19,5 +19,6 @@
 #include "RX_Color.h"
 #include "RX_Transfer.h"
 #include "RX_Blend.h"
+#include "RX_TransferRect.h"
 
 #endif

@@ -127,6 +127,8 @@ RX_BlendModeDescriptor<Px>::RX_BlendModeDescriptor(const RX_BlendingMode<Px>& mo
 template <class Px>
 RX_Err RX_BlendPipeline(RX_ProgressInfo*, int32_t width, const RX_BlendModeDescriptor<Px>& plan, const Px* src,
                         const Px* mask, decltype(Px{}.alpha)* saved_alpha, Px* dst) {
+  // A mode without a row was reported when the plan was made.
+  if (!plan.blend_function) return RX_Result_Unimplemented;
   const bool keep_alpha = plan.keep_alpha_capable && plan.mode.keep_dst_alpha;
   if (keep_alpha) {
     for (int32_t i = 0; i < width; ++i) saved_alpha[i] = dst[i].alpha;

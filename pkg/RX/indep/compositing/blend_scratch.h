@@ -4,6 +4,7 @@
 #pragma once
 
 #include "RX_Results.h"
+#include "RX_TransferRect.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -11,9 +12,7 @@ extern "C" {
 
 /* A scratch set: words 0 to 2 the three rows, words 3 to 9 the motion blur
    buffers. */
-typedef struct RX_ScratchSet {
-  void* words[10];
-} RX_ScratchSet;
+typedef RX_TransferScratch RX_ScratchSet;
 
 enum { RX_ScratchAlphaRow = 0, RX_ScratchMaskLine = 1, RX_ScratchWorkLine = 2,
        RX_ScratchMotionBlurFirst = 3, RX_MotionBlurBufferCount = 7 };

@@ -67,6 +67,8 @@ void fill_override_table() {
   install<RX_Slot_IterateOriginNoClip>(RX_IterateOriginNoClip_S);
   install<RX_Slot_IterateGeneric>(RX_IterateGeneric_Static);
   install<RX_Slot_PremulRect>(RX_PremulRect_S);
+  install<RX_Slot_TransferRect>(RX_TransferRect_S);
+  install<RX_Slot_TransferRectCore>(RX_TransferRectPlus_S);
   put(RX_Slot_MotionSpanNearestStraight, RX_MotionSpan_Nearest_Straight);
   put(RX_Slot_MotionSpanNearestPremul, RX_MotionSpan_Nearest_Premul);
   put(RX_Slot_MotionSpanSubpixelStraight, RX_MotionSpan_Subpixel_Straight);

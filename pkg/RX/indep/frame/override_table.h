@@ -6,6 +6,7 @@
 #include "RX_Frame.h"
 #include "RX_Iterate.h"
 #include "RX_Premul.h"
+#include "RX_TransferRect.h"
 
 namespace rx {
 
@@ -18,6 +19,8 @@ template <> struct SlotSignature<RX_Slot_IterateOriginNoClip> { using type = dec
 template <> struct SlotSignature<RX_Slot_IterateLUT> { using type = decltype(&RX_IterateLUT); };
 template <> struct SlotSignature<RX_Slot_IterateGeneric> { using type = decltype(&RX_IterateGeneric); };
 template <> struct SlotSignature<RX_Slot_PremulRect> { using type = decltype(&RX_PremulRect); };
+template <> struct SlotSignature<RX_Slot_TransferRect> { using type = decltype(&RX_TransferRect); };
+template <> struct SlotSignature<RX_Slot_TransferRectCore> { using type = decltype(&RX_TransferRectPlus); };
 template <> struct SlotSignature<RX_Slot_PremulScanBlack8> { using type = RX_PremulScan8; };
 template <> struct SlotSignature<RX_Slot_UnmultScanBlack8> { using type = RX_PremulScan8; };
 template <> struct SlotSignature<RX_Slot_PremulScanBlack16> { using type = RX_PremulScan16; };
