@@ -210,7 +210,7 @@ TYPED_TEST(TransferRect, MatchesTheLineByLineModelOverEveryEdgeKindFieldAndMode)
   }
 }
 
-TYPED_TEST(TransferRect, OverAtFullOpacityIsTheOverOfEachPixel) {
+TYPED_TEST(TransferRect, OverIsTheOverOfEachPixel) {
   using Px = TypeParam;
   std::mt19937 rng(7);
   rxtest::TestWorld<Px> src(9, 5), dst(9, 5);
@@ -229,8 +229,17 @@ TYPED_TEST(TransferRect, OverAtFullOpacityIsTheOverOfEachPixel) {
   Call<Px> call;
   call.source_rect = {0, 0, 9, 5};
   ASSERT_EQ(run_transfer<Px>(call, src, nullptr, dst), RX_Result_OK);
+  // The 8-bit vector Over may divide one step off the table.
+  const double step = sizeof(Px) == 4 ? 1.0 : 0.0;
   for (int32_t y = 0; y < 5; ++y) {
-    for (int32_t x = 0; x < 9; ++x) EXPECT_TRUE(rxtest::same_pixel(dst.at(x, y), want[size_t(y * 9 + x)])) << x << "," << y;
+    for (int32_t x = 0; x < 9; ++x) {
+      const Px& got = dst.at(x, y);
+      const Px& w = want[size_t(y * 9 + x)];
+      EXPECT_EQ(got.alpha, w.alpha) << x << "," << y;
+      EXPECT_NEAR(double(got.red), double(w.red), step) << x << "," << y;
+      EXPECT_NEAR(double(got.green), double(w.green), step) << x << "," << y;
+      EXPECT_NEAR(double(got.blue), double(w.blue), step) << x << "," << y;
+    }
   }
 }
 

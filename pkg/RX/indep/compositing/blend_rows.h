@@ -39,23 +39,22 @@ typename Arith<Px>::V weighted_alpha(const Px* src, Cv<Px> opacity, const Px* ma
 
 // ---- the common body ----
 
-template <class Px, int Mode, bool HasMask>
-RX_Err mode_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables*,
-                const Px* src, const Px* mask, Px* dst) {
+// FullOpacity leaves out the multiply by opacity, which is exact at full.
+template <class Px, int Mode, bool HasMask, bool FullOpacity>
+void mode_row_loop(int32_t width, Cv<Px> opacity, const Px* src, const Px* mask, Px* dst) {
   using A = Arith<Px>;
   using V = typename A::V;
-  const Cv<Px> opacity = mode->opacity;
   for (int32_t i = 0; i < width; ++i) {
-    const V sa = weighted_alpha<Px, HasMask>(src, opacity, mask, i);
+    const V sa = FullOpacity && !HasMask ? V(src[i].alpha) : weighted_alpha<Px, HasMask>(src, opacity, mask, i);
     if (sa == 0) continue;
     if constexpr (xfer::family_of(Mode) == xfer::Family::Matte) {
       // dst is matted and alpha is the pipeline's: the mode alone.
       const bool full = A::opaque(sa);
-      for (auto colour : xfer::kColours<Px>) {
+      xfer::for_each_colour<Px>([&](auto colour) {
         V c = xfer::matte_mode<A, Mode>(src[i].*colour, dst[i].*colour, sa, full);
         if constexpr (!A::is_float) c = A::limit(c);
         dst[i].*colour = Cv<Px>(c);
-      }
+      });
     } else {
       Px s = src[i];
       if constexpr (Mode == RX_Xfer_AddPremul) {
@@ -69,6 +68,16 @@ RX_Err mode_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearB
       }
       xfer::transfer<Px, Mode>(s, dst[i]);
     }
+  }
+}
+
+template <class Px, int Mode, bool HasMask>
+RX_Err mode_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables*,
+                const Px* src, const Px* mask, Px* dst) {
+  if (mode->opacity == Arith<Px>::white) {
+    mode_row_loop<Px, Mode, HasMask, true>(width, mode->opacity, src, mask, dst);
+  } else {
+    mode_row_loop<Px, Mode, HasMask, false>(width, mode->opacity, src, mask, dst);
   }
   return RX_Result_OK;
 }

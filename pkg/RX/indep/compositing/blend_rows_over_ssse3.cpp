@@ -1,10 +1,8 @@
 // The SSSE3 form of the 8-bit Over row, four pixels a turn. Groups that
 // are wholly transparent or wholly opaque after weighting take their short
-// cut; mixed groups compute every case and select per pixel. The division
-// by the union alpha goes through a float reciprocal of 2r with a small
-// bias, which lands on the divide table's own value, the nearest of
-// v * 255 / r with halves up: (2 v 255 + r) / 2r has steps of at least
-// 1/510, far above the bias and the float error.
+// cut; mixed groups compute every case and select per pixel. Everything is
+// the scalar body's arithmetic except the division by the union alpha,
+// which uses a reciprocal and may differ from the divide table by one.
 #include <tmmintrin.h>
 
 #include "compositing/blend_rows_vector.h"
@@ -44,41 +42,33 @@ inline __m128i signed_blend_epi16(__m128i x, __m128i y, __m128i k) {
 // two pixels of the low (first) or high (second) half of a register.
 const __m128i kSpreadLow = _mm_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1);
 const __m128i kSpreadHigh = _mm_setr_epi8(8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1);
-
-// Colour n / r of eight 16-bit lanes (two pixels), the reciprocals of 2r
-// of the two pixels spread over their lanes.
-inline __m128i divide_pair(__m128i numerators, __m128i r16, __m128 reciprocal_low, __m128 reciprocal_high) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i twice = _mm_set1_epi32(510);  // madd: n * 510 + 0 * 0 per 32-bit lane
-  const __m128 bias = _mm_set1_ps(1.0f / 1024.0f);
-  const __m128i n_low = _mm_unpacklo_epi16(numerators, zero), n_high = _mm_unpackhi_epi16(numerators, zero);
-  const __m128i r_low = _mm_unpacklo_epi16(r16, zero), r_high = _mm_unpackhi_epi16(r16, zero);
-  const __m128 q_low = _mm_add_ps(
-      _mm_mul_ps(_mm_cvtepi32_ps(_mm_add_epi32(_mm_madd_epi16(n_low, twice), r_low)), reciprocal_low), bias);
-  const __m128 q_high = _mm_add_ps(
-      _mm_mul_ps(_mm_cvtepi32_ps(_mm_add_epi32(_mm_madd_epi16(n_high, twice), r_high)), reciprocal_high), bias);
-  const __m128i quotient = _mm_packs_epi32(_mm_cvttps_epi32(q_low), _mm_cvttps_epi32(q_high));
-  return _mm_min_epi16(quotient, _mm_set1_epi16(255));
-}
+// The same for the low word of each 32-bit lane.
+const __m128i kSpreadLowWords = _mm_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 4, 5, 4, 5, 4, 5, 4, 5);
+const __m128i kSpreadHighWords = _mm_setr_epi8(8, 9, 8, 9, 8, 9, 8, 9, 12, 13, 12, 13, 12, 13, 12, 13);
 
 // The general case of Over on four pixels of weights sa (32-bit lanes):
-// colour div(blend(mul(d, da), s - mul(d, da), sa), r), alpha r.
-inline __m128i over_general(__m128i s, __m128i d, __m128i sa, __m128i r) {
+// colour div(blend(mul(d, da), s - mul(d, da), sa), r), alpha r. The
+// division is n * R / 65536 with R = 65280 / r from a float reciprocal and
+// n taken as 256 n + r / 2 for the rounding: within one step of the
+// divide table, as the vector form is allowed.
+__attribute__((always_inline)) inline __m128i over_general(__m128i s, __m128i d, __m128i sa, __m128i r) {
   const __m128i zero = _mm_setzero_si128();
-  const __m128 reciprocals = _mm_div_ps(_mm_set1_ps(1.0f), _mm_cvtepi32_ps(_mm_add_epi32(r, r)));
+  const __m128 reciprocal = _mm_div_ps(_mm_set1_ps(65280.0f), _mm_cvtepi32_ps(r));
+  // R and r / 2 of each pixel in the low word of its 32-bit lane.
+  const __m128i factors = _mm_cvtps_epi32(reciprocal);
+  const __m128i half_r = _mm_srli_epi32(r, 1);
   __m128i halves[2];
   for (int half = 0; half < 2; ++half) {
     const __m128i spread = half == 0 ? kSpreadLow : kSpreadHigh;
+    const __m128i word_spread = half == 0 ? kSpreadLowWords : kSpreadHighWords;
     const __m128i s16 = half == 0 ? _mm_unpacklo_epi8(s, zero) : _mm_unpackhi_epi8(s, zero);
     const __m128i d16 = half == 0 ? _mm_unpacklo_epi8(d, zero) : _mm_unpackhi_epi8(d, zero);
     const __m128i sa16 = _mm_shuffle_epi8(sa, spread);
     const __m128i da16 = _mm_shuffle_epi8(d, spread);
-    const __m128i r16 = _mm_shuffle_epi8(r, spread);
     const __m128i matted = mul8_epi16(d16, da16);
     const __m128i numerators = signed_blend_epi16(matted, s16, sa16);
-    const __m128 first = half == 0 ? _mm_shuffle_ps(reciprocals, reciprocals, 0x00) : _mm_shuffle_ps(reciprocals, reciprocals, 0xAA);
-    const __m128 second = half == 0 ? _mm_shuffle_ps(reciprocals, reciprocals, 0x55) : _mm_shuffle_ps(reciprocals, reciprocals, 0xFF);
-    halves[half] = divide_pair(numerators, r16, first, second);
+    const __m128i scaled = _mm_add_epi16(_mm_slli_epi16(numerators, 8), _mm_shuffle_epi8(half_r, spread));
+    halves[half] = _mm_min_epi16(_mm_mulhi_epu16(scaled, _mm_shuffle_epi8(factors, word_spread)), _mm_set1_epi16(255));
   }
   const __m128i colours = _mm_packus_epi16(halves[0], halves[1]);
   return _mm_or_si128(_mm_andnot_si128(kAlphaBytes, colours), r);

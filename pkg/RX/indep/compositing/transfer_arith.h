@@ -16,6 +16,7 @@ namespace rx::xfer {
 
 inline int32_t divide_table(int32_t a, int32_t v) { return RXp_G_DivideTable[a * 256 + v]; }
 
+
 template <class Px>
 struct Arith;
 

@@ -18,8 +18,14 @@
 
 namespace rx::xfer {
 
-template <class Px>
-inline constexpr decltype(&Px::red) kColours[3] = {&Px::red, &Px::green, &Px::blue};
+// Calls body(&Px::red), body(&Px::green), body(&Px::blue): the channels in
+// their order, unrolled, each member known where the body is inlined.
+template <class Px, class Body>
+inline void for_each_colour(Body&& body) {
+  body(&Px::red);
+  body(&Px::green);
+  body(&Px::blue);
+}
 
 enum class Family { Matte, General, Colour, Own };
 
@@ -137,13 +143,13 @@ void matte_family(const Px& s, Px& d) {
   const V sa = s.alpha, da = d.alpha;
   const bool full = A::opaque(sa);
   const V r = A::unite(sa, da);
-  for (auto colour : kColours<Px>) {
+  for_each_colour<Px>([&](auto colour) {
     const V m = da == A::white ? V(d.*colour) : matte<A, kMatte>(d.*colour, da);
     V c = matte_mode<A, Mode>(s.*colour, m, sa, full);
     if constexpr (!A::is_float) c = A::limit(c);
     if (r != A::white) c = dematte<A, kMatte>(c, r);
     d.*colour = typename A::Cv(c);
-  }
+  });
   d.alpha = typename A::Cv(r);
 }
 
@@ -204,15 +210,15 @@ void general_family(const Px& s, Px& d) {
   using V = typename A::V;
   const V sa = s.alpha, da = d.alpha;
   if (A::opaque(sa)) {
-    for (auto colour : kColours<Px>) {
+    for_each_colour<Px>([&](auto colour) {
       const V sc = s.*colour, f = general_mode<A, Mode>(sc, d.*colour);
       d.*colour = typename A::Cv(A::blend(sc, f - sc, da));
-    }
+    });
     d.alpha = typename A::Cv(A::white);
     return;
   }
   const V w = A::mul(sa, da), r = A::unite(sa, da);
-  for (auto colour : kColours<Px>) {
+  for_each_colour<Px>([&](auto colour) {
     const V sc = s.*colour, dc = d.*colour, f = general_mode<A, Mode>(sc, dc);
     V sum;
     if constexpr (A::is_float) {
@@ -221,7 +227,7 @@ void general_family(const Px& s, Px& d) {
       sum = A::cut_sum(A::mul(da, dc) - A::mul(dc, w) + A::mul(sa, sc) - A::mul(sc, w) + A::mul(f, w));
     }
     d.*colour = typename A::Cv(A::div(sum, r));
-  }
+  });
   d.alpha = typename A::Cv(r);
 }
 
@@ -233,10 +239,10 @@ void behind_step(const Px& s, Px& d) {
   using V = typename A::V;
   const V sa = s.alpha, da = d.alpha;
   const V r = A::unite(sa, da);
-  for (auto colour : kColours<Px>) {
+  for_each_colour<Px>([&](auto colour) {
     const V weighted = A::mul(s.*colour, sa);
     d.*colour = typename A::Cv(A::div(A::blend(weighted, V(d.*colour) - weighted, da), r));
-  }
+  });
   d.alpha = typename A::Cv(r);
 }
 
@@ -253,34 +259,22 @@ Rgb<Arith<Px>> rgb_of(const Px& p) {
   return {{p.red, p.green, p.blue}};
 }
 
-// The largest, middle and smallest by the comparisons (first > second),
-// (second > third), (first > third), in that order; the smallest goes to 0.
+// The smallest channel goes to 0, the largest to range and the middle to
+// (middle - smallest) * range / (largest - smallest); all to 0 when the
+// three are equal. Ranking by the comparisons (first > second), (second >
+// third), (first > third) only decides which of two equal channels is
+// called largest or middle, and both then get the same value, so the
+// channels are placed by value, without branches.
 template <class A>
 Rgb<A> set_range(Rgb<A> colour, typename A::V range) {
   using V = typename A::V;
-  V& a = colour.c[0];
-  V& b = colour.c[1];
-  V& c = colour.c[2];
-  V *largest, *middle, *smallest;
-  if (a > b) {
-    if (b > c) largest = &a, middle = &b, smallest = &c;
-    else if (a > c) largest = &a, middle = &c, smallest = &b;
-    else largest = &c, middle = &a, smallest = &b;
-  } else if (b > c) {
-    if (a > c) largest = &b, middle = &a, smallest = &c;
-    else largest = &b, middle = &c, smallest = &a;
-  } else {
-    largest = &c, middle = &b, smallest = &a;
-  }
-  const V spread = *largest - *smallest;
-  if (spread != 0) {
-    *middle = (*middle - *smallest) * range / spread;
-    *largest = range;
-  } else {
-    *middle = 0;
-    *largest = 0;
-  }
-  *smallest = 0;
+  const V a = colour.c[0], b = colour.c[1], c = colour.c[2];
+  const V largest = std::max(a, std::max(b, c)), smallest = std::min(a, std::min(b, c));
+  const V middle = std::max(std::min(a, b), std::min(std::max(a, b), c));
+  const V spread = largest - smallest;
+  const V top = spread != 0 ? range : V(0);
+  const V middle_value = spread != 0 ? (middle - smallest) * range / spread : V(0);
+  for (V& channel : colour.c) channel = channel == largest ? top : channel == smallest ? V(0) : middle_value;
   return colour;
 }
 
@@ -333,11 +327,13 @@ void colour_family(const Px& s, Px& d) {
   }
 
   const bool full = A::opaque(sa);
-  for (int i = 0; i < 3; ++i) {
-    auto& channel = d.*kColours<Px>[i];
-    const V now = channel;
-    channel = typename A::Cv(full ? wanted.c[i] : A::blend(now, wanted.c[i] - now, sa));
-  }
+  int i = 0;
+  for_each_colour<Px>([&](auto colour) {
+    // The chosen colour is cut to the channel type before it is mixed in.
+    const V target = V(typename A::Cv(wanted.c[i++]));
+    const V now = d.*colour;
+    d.*colour = typename A::Cv(full ? target : A::blend(now, target - now, sa));
+  });
 }
 
 // ---- the modes written one by one ----
@@ -359,10 +355,10 @@ void own_mode(const Px& s, Px& d) {
       return;
     }
     const V r = A::unite(sa, da);
-    for (auto colour : kColours<Px>) {
+    for_each_colour<Px>([&](auto colour) {
       const V matted = A::mul(d.*colour, da);
       d.*colour = Cv(A::div(A::blend(matted, V(s.*colour) - matted, sa), r));
-    }
+    });
     d.alpha = Cv(r);
   } else if constexpr (Mode == RX_Xfer_Dissolve) {
     // Dissolving chooses whole pixels: row work, nothing per pixel.
@@ -383,9 +379,9 @@ void own_mode(const Px& s, Px& d) {
   } else if constexpr (Mode == RX_Xfer_AddPremul) {
     // The source counts as premultiplied: it is added whole, not weighted.
     const V w = A::mul(da, A::inv(sa)), r = A::unite(sa, da);
-    for (auto colour : kColours<Px>) {
+    for_each_colour<Px>([&](auto colour) {
       d.*colour = Cv(A::div(A::limit_top(V(s.*colour) + A::mul(d.*colour, w)), r));
-    }
+    });
     d.alpha = Cv(r);
   } else {
     static_assert(Mode == RX_Xfer_AlphaAdd);
@@ -397,14 +393,14 @@ void own_mode(const Px& s, Px& d) {
     }
     const V total = sa + da;
     if (total >= A::white) {
-      for (auto colour : kColours<Px>) {
+      for_each_colour<Px>([&](auto colour) {
         d.*colour = Cv(A::mul(s.*colour, sa) + A::mul(d.*colour, A::inv(sa)));
-      }
+      });
       d.alpha = Cv(A::white);
     } else {
-      for (auto colour : kColours<Px>) {
+      for_each_colour<Px>([&](auto colour) {
         d.*colour = Cv(A::div(A::mul(s.*colour, sa) + A::mul(d.*colour, da), total));
-      }
+      });
       d.alpha = Cv(total);
     }
   }

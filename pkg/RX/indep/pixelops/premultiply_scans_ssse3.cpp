@@ -220,10 +220,16 @@ RX_Err unmultiply_scan_integer(int32_t count, const Px* src, Px* dst) {
   if (count < 1) return RX_Result_OK;
   if (!src) src = dst;
   const __m128 alpha_lane = _mm_castsi128_ps(_mm_setr_epi32(-1, 0, 0, 0));
+  constexpr auto kOpaque = decltype(src->alpha)(L::white);
   for (int32_t i = 0; i < count; ++i) {
+    const auto alpha = src[i].alpha;
+    // A full alpha divides by nothing: the common case of opaque rows.
+    if (alpha == kOpaque) {
+      dst[i] = src[i];
+      continue;
+    }
     const __m128 p = L::load(src[i]);
     const __m128 a = _mm_shuffle_ps(p, p, 0);
-    const auto alpha = src[i].alpha;
     L::store(select(alpha_lane, p, unmultiply_integer<Px, M>(p, a)), dst[i]);
     dst[i].alpha = alpha;
   }
