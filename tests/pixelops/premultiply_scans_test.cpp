@@ -16,6 +16,8 @@
 
 namespace {
 
+using rxtest::mask_pixels;
+
 // ---- the rules, written plainly ----
 
 // Exact rounded division by 255 of a product of two bytes.
@@ -309,7 +311,8 @@ void check_combine8(Combine8 fn, uint32_t opacity, bool with_mask2) {
   }
   const auto before = dst;
   const auto mask_copy = mask;
-  EXPECT_EQ(fn(65536, mask.data(), uint8_t(opacity), with_mask2 ? mask2.data() : nullptr,
+  const auto mask_px = mask_pixels<RX_Pixel8>(mask), mask2_px = mask_pixels<RX_Pixel8>(mask2);
+  EXPECT_EQ(fn(65536, mask_px.data(), uint8_t(opacity), with_mask2 ? mask2_px.data() : nullptr,
                dst.data()),
             RX_Result_OK);
   EXPECT_EQ(mask, mask_copy);
@@ -358,7 +361,8 @@ TEST_F(PremultiplyScan8, AlphaCombineWithEverySecondMaskValue) {
           mask[i] = uint8_t(i >> 8);
           mask2[i] = uint8_t(i);
         }
-        form<Combine8>(41, vector)(65536, mask.data(), uint8_t(opacity), mask2.data(), dst.data());
+        form<Combine8>(41, vector)(65536, mask_pixels<RX_Pixel8>(mask).data(), uint8_t(opacity),
+                                   mask_pixels<RX_Pixel8>(mask2).data(), dst.data());
         int bad = 0;
         for (uint32_t i = 0; i < 65536; ++i) {
           const uint32_t want = combine8(mask[i], opacity, &mask2[i], d);
@@ -376,7 +380,7 @@ TEST_F(PremultiplyScan8, AlphaCombineWithEverySecondMaskValue) {
 
 TEST_F(PremultiplyScan8, AlphaCombineCountBelowOneTouchesNothing) {
   for (int vector = 0; vector <= 1; ++vector) {
-    uint8_t mask[1] = {200};
+    RX_Pixel8 mask[1] = {{200, 1, 2, 3}};
     RX_Pixel8 dst[1] = {{10, 1, 2, 3}};
     EXPECT_EQ(form<Combine8>(41, vector)(0, mask, 255, nullptr, dst), RX_Result_OK);
     EXPECT_EQ(form<Combine8>(41, vector)(-1, mask, 255, nullptr, dst), RX_Result_OK);
@@ -572,8 +576,8 @@ TEST_F(PremultiplyScan16, AlphaCombineIsTheUnionWithMaskTimesOpacityInBothForms)
     for (uint32_t opacity : {0u, 1u, 5000u, 16384u, 32767u, 32768u}) {
       for (bool with_mask2 : {false, true}) {
         auto dst = start;
-        EXPECT_EQ(fn(int32_t(dst.size()), mask.data(), uint16_t(opacity),
-                     with_mask2 ? mask2.data() : nullptr, dst.data()),
+        EXPECT_EQ(fn(int32_t(dst.size()), mask_pixels<RX_Pixel16>(mask).data(), uint16_t(opacity),
+                     with_mask2 ? mask_pixels<RX_Pixel16>(mask2).data() : nullptr, dst.data()),
                   RX_Result_OK);
         Mismatches bad;
         for (size_t i = 0; i < dst.size(); ++i) {
@@ -749,8 +753,9 @@ TEST_F(PremultiplyScanFloat, AlphaCombineIsTheUnionWithMaskTimesOpacityInBothFor
     for (float opacity : {0.0f, 1.0f, 0.5f, 0.3f, 2.0f}) {
       for (bool with_mask2 : {false, true}) {
         auto dst = start;
-        EXPECT_EQ(fn(int32_t(dst.size()), mask.data(), opacity,
-                     with_mask2 ? mask2.data() : nullptr, dst.data()),
+        const auto mask_px = mask_pixels<RX_PixelFloat>(mask), mask2_px = mask_pixels<RX_PixelFloat>(mask2);
+        EXPECT_EQ(fn(int32_t(dst.size()), mask_px.data(), opacity,
+                     with_mask2 ? mask2_px.data() : nullptr, dst.data()),
                   RX_Result_OK);
         Mismatches bad;
         for (size_t i = 0; i < dst.size(); ++i) {

@@ -45,7 +45,7 @@ void fold(Checksum& sum, rxtest::TestWorld<Px>& world) {
 template <class Px, class Cv>
 void run_depth(std::mt19937& rng, Checksum& sum, int first_scan_slot, int alpha_slot) {
   using Scan = RX_Err (*)(int32_t, const Px*, Px*);
-  using Combine = RX_Err (*)(int32_t, const Cv*, Cv, const Cv*, Px*);
+  using Combine = RX_Err (*)(int32_t, const Px*, Cv, const Px*, Px*);
   for (int round = 0; round < 30; ++round) {
     const int32_t w = int32_t(1 + rng() % 37), h = int32_t(1 + rng() % 9);
     rxtest::TestWorld<Px> world(w, h, int32_t(rng() % 3) * 4, int32_t(rng() % 4) * 4);
@@ -58,9 +58,9 @@ void run_depth(std::mt19937& rng, Checksum& sum, int first_scan_slot, int alpha_
       const int32_t y = int32_t(rng() % h);
       scan(w, nullptr, &world.at(0, y));
     }
-    std::vector<Cv> mask(static_cast<size_t>(w)), mask2(static_cast<size_t>(w));
-    for (auto& m : mask) m = Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
-    for (auto& m : mask2) m = Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
+    std::vector<Px> mask(static_cast<size_t>(w)), mask2(static_cast<size_t>(w));
+    for (auto& m : mask) m.alpha = Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
+    for (auto& m : mask2) m.alpha = Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
     const Cv opacity = Cv(sizeof(Px) == 16 ? 0.75f : sizeof(Px) == 4 ? 200.0f : 20000.0f);
     const auto combine = reinterpret_cast<Combine>(RXp_G_OverFuncs[alpha_slot]);
     combine(w, mask.data(), opacity, (round % 2) ? mask2.data() : nullptr, &world.at(0, 0));

@@ -319,13 +319,14 @@ TEST_F(ScanVariants, AlphaCombineFormsEqualThePlainFormAt8Bits) {
     mask2[i] = uint8_t((i * 151 + (i >> 8) * 29 + 7) & 255);
     start[i] = {uint8_t(i), uint8_t(i * 3), uint8_t(i >> 3), uint8_t(i * 7)};
   }
+  const auto mask_px = rxtest::mask_pixels<RX_Pixel8>(mask), mask2_px = rxtest::mask_pixels<RX_Pixel8>(mask2);
   const auto plain = form<RX_AlphaCombineScan8>(41, 0);
   const auto fast = form<RX_AlphaCombineScan8>(41, 1);
   for (int opacity = 0; opacity < 256; opacity += 3) {  // includes 0 and 255
     for (bool with_mask2 : {false, true}) {
       auto x = start, y = start;
-      plain(65536, mask.data(), uint8_t(opacity), with_mask2 ? mask2.data() : nullptr, x.data());
-      fast(65536, mask.data(), uint8_t(opacity), with_mask2 ? mask2.data() : nullptr, y.data());
+      plain(65536, mask_px.data(), uint8_t(opacity), with_mask2 ? mask2_px.data() : nullptr, x.data());
+      fast(65536, mask_px.data(), uint8_t(opacity), with_mask2 ? mask2_px.data() : nullptr, y.data());
       EXPECT_EQ(0, std::memcmp(x.data(), y.data(), x.size() * sizeof(RX_Pixel8)))
           << "opacity " << opacity << (with_mask2 ? " with a second mask" : "");
     }
@@ -345,14 +346,15 @@ TEST_F(ScanVariants, AlphaCombineFormsEqualThePlainFormAt16Bits) {
     mask2[i] = uint16_t(v[(i * 37 + 11) % n]);
     start[i] = {uint16_t(v[i % n]), uint16_t(i), uint16_t(i * 5), uint16_t(i >> 1)};
   }
+  const auto mask_px = rxtest::mask_pixels<RX_Pixel16>(mask), mask2_px = rxtest::mask_pixels<RX_Pixel16>(mask2);
   const auto plain = form<RX_AlphaCombineScan16>(78, 0);
   const auto fast = form<RX_AlphaCombineScan16>(78, 1);
   for (uint32_t opacity : {0u, 1u, 2u, 100u, 9999u, 16383u, 16384u, 20000u, 32767u, 32768u}) {
     for (bool with_mask2 : {false, true}) {
       auto x = start, y = start;
-      plain(int32_t(x.size()), mask.data(), uint16_t(opacity), with_mask2 ? mask2.data() : nullptr,
+      plain(int32_t(x.size()), mask_px.data(), uint16_t(opacity), with_mask2 ? mask2_px.data() : nullptr,
             x.data());
-      fast(int32_t(y.size()), mask.data(), uint16_t(opacity), with_mask2 ? mask2.data() : nullptr,
+      fast(int32_t(y.size()), mask_px.data(), uint16_t(opacity), with_mask2 ? mask2_px.data() : nullptr,
            y.data());
       EXPECT_EQ(0, std::memcmp(x.data(), y.data(), x.size() * sizeof(RX_Pixel16)))
           << "opacity " << opacity << (with_mask2 ? " with a second mask" : "");
@@ -372,14 +374,16 @@ TEST_F(ScanVariants, AlphaCombineFormsEqualThePlainFormOnFloats) {
     mask2.push_back(px[(i * 7 + 3) % px.size()].blue);
     start.push_back({px[i].alpha, px[i].green, float(i), -1.0f});
   }
+  const auto mask_px = rxtest::mask_pixels<RX_PixelFloat>(mask),
+             mask2_px = rxtest::mask_pixels<RX_PixelFloat>(mask2);
   const auto plain = form<RX_AlphaCombineScanFloat>(112, 0);
   const auto fast = form<RX_AlphaCombineScanFloat>(112, 1);
   for (float opacity : {0.0f, 1.0f, 0.5f, 0.123f, 1.5f, -0.5f}) {
     for (bool with_mask2 : {false, true}) {
       auto x = start, y = start;
-      plain(int32_t(x.size()), mask.data(), opacity, with_mask2 ? mask2.data() : nullptr,
+      plain(int32_t(x.size()), mask_px.data(), opacity, with_mask2 ? mask2_px.data() : nullptr,
             x.data());
-      fast(int32_t(y.size()), mask.data(), opacity, with_mask2 ? mask2.data() : nullptr,
+      fast(int32_t(y.size()), mask_px.data(), opacity, with_mask2 ? mask2_px.data() : nullptr,
            y.data());
       int64_t bad = 0;
       for (size_t i = 0; i < x.size(); ++i) {
@@ -505,23 +509,22 @@ TEST_F(ScanVariants, LinesOfEveryLengthAndMisalignmentOnFloats) {
   }
 }
 
-// Alpha combine lines: mask, second mask and pixels each at their own
-// misalignment.
+// Alpha combine lines: mask rows, second mask rows and pixels each at
+// their own misalignment.
 template <class Px, class Cv, class Fn>
 void check_combine_lines(int slot, const std::vector<Cv>& opacities) {
   const Fn plain = form<Fn>(slot, 0);
   const Fn fast = form<Fn>(slot, 1);
-  alignas(64) static uint8_t mask_buf[64 + 41 * 4];
-  alignas(64) static uint8_t mask2_buf[64 + 41 * 4];
+  alignas(64) static uint8_t mask_buf[64 + 41 * 16];
+  alignas(64) static uint8_t mask2_buf[64 + 41 * 16];
   alignas(64) static uint8_t dst_buf[64 + 41 * 16 + 64];
   for (size_t n = 0; n <= 40; ++n) {
-    std::vector<Px> pixels(n);
-    std::vector<Cv> mask(n), mask2(n);
+    std::vector<Px> pixels(n), mask(n), mask2(n);
     for (size_t i = 0; i < n; ++i) {
       pixels[i] = line_pixel<Px>(uint32_t(i), uint32_t(n + slot));
-      const Px m = line_pixel<Px>(uint32_t(i + 100), uint32_t(n * 7 + slot));
-      mask[i] = m.alpha;
-      mask2[i] = m.red;
+      mask[i] = line_pixel<Px>(uint32_t(i + 100), uint32_t(n * 7 + slot));
+      mask2[i] = mask[i];
+      mask2[i].alpha = mask[i].red;
     }
     for (Cv opacity : opacities) {
       for (bool with_mask2 : {false, true}) {
@@ -529,16 +532,16 @@ void check_combine_lines(int slot, const std::vector<Cv>& opacities) {
         if (n) plain(int32_t(n), mask.data(), opacity, with_mask2 ? mask2.data() : nullptr,
                      expected.data());
         for (size_t offset = 0; offset < 16; offset += alignof(Px)) {
-          const size_t mask_offset = (offset + 3 * alignof(Cv)) % 16;
-          const size_t mask2_offset = (offset * 5 + alignof(Cv)) % 16;
+          const size_t mask_offset = (offset + 3 * alignof(Cv)) % 16 / alignof(Px) * alignof(Px);
+          const size_t mask2_offset = (offset * 5 + alignof(Cv)) % 16 / alignof(Px) * alignof(Px);
           for (int vector = 0; vector <= 1; ++vector) {
             std::memset(dst_buf, kGuard, sizeof dst_buf);
-            Cv* m = reinterpret_cast<Cv*>(mask_buf + mask_offset);
-            Cv* m2 = reinterpret_cast<Cv*>(mask2_buf + mask2_offset);
+            Px* m = reinterpret_cast<Px*>(mask_buf + mask_offset);
+            Px* m2 = reinterpret_cast<Px*>(mask2_buf + mask2_offset);
             Px* d = reinterpret_cast<Px*>(dst_buf + offset);
             if (n) {
-              std::memcpy(m, mask.data(), n * sizeof(Cv));
-              std::memcpy(m2, mask2.data(), n * sizeof(Cv));
+              std::memcpy(m, mask.data(), n * sizeof(Px));
+              std::memcpy(m2, mask2.data(), n * sizeof(Px));
               std::memcpy(d, pixels.data(), n * sizeof(Px));
             }
             (vector ? fast : plain)(int32_t(n), m, opacity, with_mask2 ? m2 : nullptr, d);

@@ -127,4 +127,18 @@ bool same_pixel(const Px& a, const Px& b) {
 
 using AllPixelTypes = ::testing::Types<RX_Pixel8, RX_Pixel16, RX_PixelFloat>;
 
+// Mask values as rows read them: the alpha of pixel rows whose colour
+// channels hold junk, so that a row reading another channel is caught.
+template <class Px, class Cv>
+std::vector<Px> mask_pixels(const std::vector<Cv>& values) {
+  std::vector<Px> pixels(values.size());
+  for (size_t i = 0; i < values.size(); ++i) {
+    pixels[i].alpha = values[i];
+    pixels[i].red = decltype(Px{}.red)(i * 7 + 3);
+    pixels[i].green = decltype(Px{}.red)(i * 13 + 101);
+    pixels[i].blue = decltype(Px{}.red)(250 - i % 200);
+  }
+  return pixels;
+}
+
 }  // namespace rxtest

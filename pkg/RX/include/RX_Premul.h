@@ -16,13 +16,16 @@ typedef RX_Err (*RX_PremulScan16)(int32_t count, const RX_Pixel16* src, RX_Pixel
 typedef RX_Err (*RX_PremulScanFloat)(int32_t count, const RX_PixelFloat* src, RX_PixelFloat* dst);
 
 /* Alpha combine: only dst's alpha changes, to the union of itself with
-   mask * opacity (times mask2 when given). Nothing for opacity 0. */
-typedef RX_Err (*RX_AlphaCombineScan8)(int32_t count, const uint8_t* mask, uint8_t opacity,
-                                       const uint8_t* mask2, RX_Pixel8* dst);
-typedef RX_Err (*RX_AlphaCombineScan16)(int32_t count, const uint16_t* mask, uint16_t opacity,
-                                        const uint16_t* mask2, RX_Pixel16* dst);
-typedef RX_Err (*RX_AlphaCombineScanFloat)(int32_t count, const float* mask, float opacity,
-                                           const float* mask2, RX_PixelFloat* dst);
+   mask * opacity (times mask2 when given). Nothing for opacity 0. The
+   masks are pixel rows of which only the alpha is read: the blend
+   pipeline passes its source line and its mask line, so this is the alpha
+   union of the matte modes. */
+typedef RX_Err (*RX_AlphaCombineScan8)(int32_t count, const RX_Pixel8* mask, uint8_t opacity,
+                                       const RX_Pixel8* mask2, RX_Pixel8* dst);
+typedef RX_Err (*RX_AlphaCombineScan16)(int32_t count, const RX_Pixel16* mask, uint16_t opacity,
+                                        const RX_Pixel16* mask2, RX_Pixel16* dst);
+typedef RX_Err (*RX_AlphaCombineScanFloat)(int32_t count, const RX_PixelFloat* mask, float opacity,
+                                           const RX_PixelFloat* mask2, RX_PixelFloat* dst);
 
 /* Premultiplies (forward non-zero) or unmultiplies a whole world in place
    against black, one row at a time; the progress record's abort is asked

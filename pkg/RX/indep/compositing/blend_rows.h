@@ -4,7 +4,9 @@
 // the mode's short form. The per-pixel arithmetic is the transfer
 // functions' own (transfer_modes.h), except that the matte modes work on
 // dst colours that the pipeline has already matted, and leave alpha and
-// dematte to it. The behaviours that exist only in rows (copies, mask mix,
+// dematte to it, and the colour modes leave the behind step to the
+// pipeline's behind pass (so lighter and darker colour compare against
+// dst as that pass left it). The behaviours that exist only in rows (copies, mask mix,
 // behind, dissolve) are written here.
 #pragma once
 
@@ -55,6 +57,11 @@ void mode_row_loop(int32_t width, Cv<Px> opacity, const Px* src, const Px* mask,
         if constexpr (!A::is_float) c = A::limit(c);
         dst[i].*colour = Cv<Px>(c);
       });
+    } else if constexpr (xfer::family_of(Mode) == xfer::Family::Colour) {
+      // The pipeline's behind pass has already put src under dst.
+      Px s = src[i];
+      s.alpha = Cv<Px>(sa);
+      xfer::colour_replace<Px, Mode>(s, dst[i], xfer::rgb_of(dst[i]).luminance());
     } else {
       Px s = src[i];
       if constexpr (Mode == RX_Xfer_AddPremul) {

@@ -18,6 +18,10 @@
 
 namespace rx::xfer {
 
+// The channel bodies and the colour steps run once per pixel inside row
+// loops; as calls they cost more than their work.
+#define RX_PIXEL_STEP inline __attribute__((always_inline))
+
 // Calls body(&Px::red), body(&Px::green), body(&Px::blue): the channels in
 // their order, unrolled, each member known where the body is inlined.
 template <class Px, class Body>
@@ -89,7 +93,7 @@ typename A::V dematte(typename A::V c, typename A::V r) {
 // ---- family 1: the matte modes, per channel on s and the matted m ----
 
 template <class A, int Mode>
-typename A::V matte_mode(typename A::V s, typename A::V m, typename A::V sa, bool full) {
+RX_PIXEL_STEP typename A::V matte_mode(typename A::V s, typename A::V m, typename A::V sa, bool full) {
   using V = typename A::V;
   constexpr V one = A::white, half = A::half;
   if constexpr (Mode == RX_Xfer_Add) {
@@ -251,11 +255,11 @@ void behind_step(const Px& s, Px& d) {
 template <class A>
 struct Rgb {
   typename A::V c[3];
-  typename A::V luminance() const { return A::luminance(c[0], c[1], c[2]); }
+  RX_PIXEL_STEP typename A::V luminance() const { return A::luminance(c[0], c[1], c[2]); }
 };
 
 template <class Px>
-Rgb<Arith<Px>> rgb_of(const Px& p) {
+RX_PIXEL_STEP Rgb<Arith<Px>> rgb_of(const Px& p) {
   return {{p.red, p.green, p.blue}};
 }
 
@@ -266,7 +270,7 @@ Rgb<Arith<Px>> rgb_of(const Px& p) {
 // called largest or middle, and both then get the same value, so the
 // channels are placed by value, without branches.
 template <class A>
-Rgb<A> set_range(Rgb<A> colour, typename A::V range) {
+RX_PIXEL_STEP Rgb<A> set_range(Rgb<A> colour, typename A::V range) {
   using V = typename A::V;
   const V a = colour.c[0], b = colour.c[1], c = colour.c[2];
   const V largest = std::max(a, std::max(b, c)), smallest = std::min(a, std::min(b, c));
@@ -279,14 +283,14 @@ Rgb<A> set_range(Rgb<A> colour, typename A::V range) {
 }
 
 template <class A>
-typename A::V range_of(const Rgb<A>& p) {
+RX_PIXEL_STEP typename A::V range_of(const Rgb<A>& p) {
   return std::max({p.c[0], p.c[1], p.c[2]}) - std::min({p.c[0], p.c[1], p.c[2]});
 }
 
 // Moves the colour to luminance L, then pulls it back into 0..1 along the
 // line through grey L.
 template <class A>
-Rgb<A> set_luminance(Rgb<A> colour, typename A::V lum) {
+RX_PIXEL_STEP Rgb<A> set_luminance(Rgb<A> colour, typename A::V lum) {
   using V = typename A::V;
   const V shift = lum - colour.luminance();
   for (V& c : colour.c) c += shift;
@@ -301,14 +305,13 @@ Rgb<A> set_luminance(Rgb<A> colour, typename A::V lum) {
   return colour;
 }
 
+// The replacement colour mixed into a dst that is already opaque-
+// equivalent; lighter and darker colour compare against dst_lum_before.
 template <class Px, int Mode>
-void colour_family(const Px& s, Px& d) {
+void colour_replace(const Px& s, Px& d, typename Arith<Px>::V dst_lum_before) {
   using A = Arith<Px>;
   using V = typename A::V;
   const V sa = s.alpha;
-  const V dst_lum_before = rgb_of(d).luminance();
-  if (d.alpha != A::white) behind_step(s, d);
-
   const Rgb<A> src = rgb_of(s), dst = rgb_of(d);
   Rgb<A> wanted;
   if constexpr (Mode == RX_Xfer_Hue) {
@@ -334,6 +337,16 @@ void colour_family(const Px& s, Px& d) {
     const V now = d.*colour;
     d.*colour = typename A::Cv(full ? target : A::blend(now, target - now, sa));
   });
+}
+
+// The behind step settles alpha and makes dst opaque-equivalent; the
+// colour is then replaced. Lighter and darker colour read dst's
+// luminance from before the behind step.
+template <class Px, int Mode>
+void colour_family(const Px& s, Px& d) {
+  const auto dst_lum_before = rgb_of(d).luminance();
+  if (d.alpha != Arith<Px>::white) behind_step(s, d);
+  colour_replace<Px, Mode>(s, d, dst_lum_before);
 }
 
 // ---- the modes written one by one ----

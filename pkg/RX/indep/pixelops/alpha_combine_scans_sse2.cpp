@@ -1,5 +1,6 @@
 // SSE2 forms of the alpha combine scans: the union of each pixel's alpha
-// with mask times opacity, with exactly the plain forms' arithmetic.
+// with mask times opacity, the masks read at each pixel's alpha, with
+// exactly the plain forms' arithmetic.
 #include <emmintrin.h>
 
 #include "pixelops/premultiply_scans.h"
@@ -13,19 +14,16 @@ inline __m128i m255_epi32(__m128i x) {
   return _mm_srli_epi32(_mm_add_epi32(t, _mm_srli_epi32(t, 8)), 8);
 }
 
-// Four mask bytes in the low bytes of four 32-bit lanes.
-inline __m128i load_four_bytes(const uint8_t* p) {
-  int32_t bytes;
-  __builtin_memcpy(&bytes, p, 4);
-  const __m128i zero = _mm_setzero_si128();
-  return _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero);
+// The alphas of four mask pixels, in the low bytes of four 32-bit lanes.
+inline __m128i load_four_alphas(const RX_Pixel8* p) {
+  return _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), _mm_set1_epi32(0xFF));
 }
 
 // Products of values below 65536 whose result fits 32 bits: 16-bit lanes
 // hold the factors, so the low 16-bit product is exact below 65536.
 inline __m128i mul_small(__m128i x, __m128i y) { return _mm_mullo_epi16(x, y); }
 
-RX_Err alpha_combine8(int32_t count, const uint8_t* mask, uint8_t opacity, const uint8_t* mask2,
+RX_Err alpha_combine8(int32_t count, const RX_Pixel8* mask, uint8_t opacity, const RX_Pixel8* mask2,
                       RX_Pixel8* dst) {
   if (count < 1 || opacity == 0) return RX_Result_OK;
   const __m128i white = _mm_set1_epi32(255);
@@ -33,9 +31,9 @@ RX_Err alpha_combine8(int32_t count, const uint8_t* mask, uint8_t opacity, const
   const __m128i opacity_v = _mm_set1_epi32(opacity);
   int32_t i = 0;
   for (; i + 4 <= count; i += 4) {
-    __m128i b = load_four_bytes(mask + i);
+    __m128i b = load_four_alphas(mask + i);
     if (opacity != 255) b = m255_epi32(mul_small(b, opacity_v));
-    if (mask2) b = m255_epi32(mul_small(b, load_four_bytes(mask2 + i)));
+    if (mask2) b = m255_epi32(mul_small(b, load_four_alphas(mask2 + i)));
     __m128i* at = reinterpret_cast<__m128i*>(dst + i);
     const __m128i pixels = _mm_loadu_si128(at);
     const __m128i d = _mm_and_si128(pixels, alpha_bytes);
@@ -53,21 +51,22 @@ inline __m128i mul16_epu64(__m128i x, __m128i y) {
   return _mm_srli_epi64(_mm_add_epi64(_mm_mul_epu32(x, y), _mm_set1_epi64x(16383)), 15);
 }
 
-inline __m128i load_two_words(const uint16_t* p) {
-  return _mm_set_epi64x(p[1], p[0]);
+// The alphas of two mask pixels, in the low words of the 64-bit lanes.
+inline __m128i load_two_alphas(const RX_Pixel16* p) {
+  return _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), _mm_set1_epi64x(0xFFFF));
 }
 
-RX_Err alpha_combine16(int32_t count, const uint16_t* mask, uint16_t opacity,
-                       const uint16_t* mask2, RX_Pixel16* dst) {
+RX_Err alpha_combine16(int32_t count, const RX_Pixel16* mask, uint16_t opacity,
+                       const RX_Pixel16* mask2, RX_Pixel16* dst) {
   if (count < 1 || opacity == 0) return RX_Result_OK;
   const __m128i white = _mm_set1_epi64x(32768);
   const __m128i low_word = _mm_set1_epi64x(0xFFFF);
   const __m128i opacity_v = _mm_set1_epi64x(opacity);
   int32_t i = 0;
   for (; i + 2 <= count; i += 2) {
-    __m128i b = load_two_words(mask + i);
+    __m128i b = load_two_alphas(mask + i);
     if (opacity != 32768) b = mul16_epu64(b, opacity_v);
-    if (mask2) b = mul16_epu64(b, load_two_words(mask2 + i));
+    if (mask2) b = mul16_epu64(b, load_two_alphas(mask2 + i));
     __m128i* at = reinterpret_cast<__m128i*>(dst + i);
     const __m128i pixels = _mm_loadu_si128(at);
     const __m128i d = _mm_and_si128(pixels, low_word);
@@ -83,15 +82,19 @@ RX_Err alpha_combine16(int32_t count, const uint16_t* mask, uint16_t opacity,
 }
 
 // Float: four pixels transposed so that their alphas share a register.
-RX_Err alpha_combine_float(int32_t count, const float* mask, float opacity, const float* mask2,
-                           RX_PixelFloat* dst) {
+inline __m128 four_alphas(const RX_PixelFloat* p) {
+  return _mm_setr_ps(p[0].alpha, p[1].alpha, p[2].alpha, p[3].alpha);
+}
+
+RX_Err alpha_combine_float(int32_t count, const RX_PixelFloat* mask, float opacity,
+                           const RX_PixelFloat* mask2, RX_PixelFloat* dst) {
   if (count < 1 || opacity == 0.0f) return RX_Result_OK;
   const __m128 one = _mm_set1_ps(1.0f);
   const __m128 opacity_v = _mm_set1_ps(opacity);
   int32_t i = 0;
   for (; i + 4 <= count; i += 4) {
-    __m128 b = _mm_mul_ps(_mm_loadu_ps(mask + i), opacity_v);
-    if (mask2) b = _mm_mul_ps(b, _mm_loadu_ps(mask2 + i));
+    __m128 b = _mm_mul_ps(four_alphas(mask + i), opacity_v);
+    if (mask2) b = _mm_mul_ps(b, four_alphas(mask2 + i));
     const __m128 d = _mm_setr_ps(dst[i].alpha, dst[i + 1].alpha, dst[i + 2].alpha, dst[i + 3].alpha);
     alignas(16) float result[4];
     _mm_store_ps(result, _mm_sub_ps(one, _mm_mul_ps(_mm_sub_ps(one, b), _mm_sub_ps(one, d))));

@@ -7,35 +7,33 @@
 namespace rx {
 
 template <class Px>
-RX_Err alpha_combine_scan(int32_t count, const typename Depth<Px>::Cv* mask,
-                          typename Depth<Px>::Cv opacity, const typename Depth<Px>::Cv* mask2,
+RX_Err alpha_combine_scan(int32_t count, const Px* mask, typename Depth<Px>::Cv opacity, const Px* mask2,
                           Px* dst) {
   using Cv = typename Depth<Px>::Cv;
   constexpr auto white = Depth<Px>::white;
   if (count < 1 || opacity == Cv(0)) return RX_Result_OK;
   for (int32_t i = 0; i < count; ++i) {
     if constexpr (std::is_same_v<Px, RX_PixelFloat>) {
-      float b = mask[i] * opacity;
-      if (mask2) b *= mask2[i];
+      float b = mask[i].alpha * opacity;
+      if (mask2) b *= mask2[i].alpha;
       dst[i].alpha = 1.0f - (1.0f - b) * (1.0f - dst[i].alpha);
     } else if constexpr (std::is_same_v<Px, RX_Pixel8>) {
-      uint32_t b = opacity == 255 ? mask[i] : m255(uint32_t(mask[i]) * opacity);
-      if (mask2) b = m255(b * mask2[i]);
+      uint32_t b = opacity == 255 ? mask[i].alpha : m255(uint32_t(mask[i].alpha) * opacity);
+      if (mask2) b = m255(b * mask2[i].alpha);
       dst[i].alpha = uint8_t(255 - m255((255 - b) * (255 - dst[i].alpha)));
     } else {
-      uint32_t b = opacity == white ? mask[i] : mul16(mask[i], opacity);
-      if (mask2) b = mul16(b, mask2[i]);
+      uint32_t b = opacity == white ? mask[i].alpha : mul16(mask[i].alpha, opacity);
+      if (mask2) b = mul16(b, mask2[i].alpha);
       dst[i].alpha = uint16_t(32768 - mul16(uint16_t(32768 - b), uint16_t(32768 - dst[i].alpha)));
     }
   }
   return RX_Result_OK;
 }
 
-template RX_Err alpha_combine_scan<RX_Pixel8>(int32_t, const uint8_t*, uint8_t, const uint8_t*,
-                                              RX_Pixel8*);
-template RX_Err alpha_combine_scan<RX_Pixel16>(int32_t, const uint16_t*, uint16_t,
-                                               const uint16_t*, RX_Pixel16*);
-template RX_Err alpha_combine_scan<RX_PixelFloat>(int32_t, const float*, float, const float*,
+template RX_Err alpha_combine_scan<RX_Pixel8>(int32_t, const RX_Pixel8*, uint8_t, const RX_Pixel8*, RX_Pixel8*);
+template RX_Err alpha_combine_scan<RX_Pixel16>(int32_t, const RX_Pixel16*, uint16_t, const RX_Pixel16*,
+                                               RX_Pixel16*);
+template RX_Err alpha_combine_scan<RX_PixelFloat>(int32_t, const RX_PixelFloat*, float, const RX_PixelFloat*,
                                                   RX_PixelFloat*);
 
 namespace {

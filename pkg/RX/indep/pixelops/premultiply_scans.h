@@ -19,10 +19,10 @@ RX_Err premultiply_scan(int32_t count, const Px* src, Px* dst) {
   return RX_Result_OK;
 }
 
-// d' = 1 - (1 - b)(1 - d) on dst's alpha, b = mask * opacity (* mask2).
+// d' = 1 - (1 - b)(1 - d) on dst's alpha, b = mask * opacity (* mask2),
+// the masks read at the alpha of each pixel.
 template <class Px>
-RX_Err alpha_combine_scan(int32_t count, const typename Depth<Px>::Cv* mask,
-                          typename Depth<Px>::Cv opacity, const typename Depth<Px>::Cv* mask2,
+RX_Err alpha_combine_scan(int32_t count, const Px* mask, typename Depth<Px>::Cv opacity, const Px* mask2,
                           Px* dst);
 
 // Where a scan slot's functions come from.
