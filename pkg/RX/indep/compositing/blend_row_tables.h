@@ -104,7 +104,7 @@ template <class Px, bool HasMask, bool Linear>
 RX_Err RX_GetInnerBlendingFunc(int32_t mode, RX_InnerBlendingFunc<Px>* result) {
   static constexpr auto kTable =
       rx::blend::row_table<Px, HasMask, Linear>(std::make_integer_sequence<int, rx::blend::kRowTableSize>{});
-  const int32_t index = mode - RX_FirstTransferMode;
+  const int64_t index = int64_t{mode} - RX_FirstTransferMode;  // no overflow at the ends of int32_t
   if (index < 0 || index >= rx::blend::kRowTableSize || kTable[size_t(index)] == nullptr) {
     rx::report_error(rx::kGeneralLocation, RXp_String(RX_Str_UnimplementedBlendingMode));
     return RX_Result_Unimplemented;
