@@ -104,7 +104,18 @@ RX_InnerBlendingFunc<RX_Pixel8> row_of(int32_t mode, bool has_mask) {
 // full, partial and 0, without a mask, with one, and in the mask form
 // given none: the row with its processor form and with the word cleared
 // leave the same bytes in the whole dst buffer.
-void check_vector_against_scalar(int32_t mode, int cpu_word) {
+// Which processor form the vector run takes: all words as the processor
+// has them, or with AVX2 cleared so that the 8-bit Over takes its SSSE3
+// form.
+enum class VectorForm { Widest, Ssse3 };
+constexpr int kCpuWordAVX2 = 7;
+
+void use_vector_form(VectorForm form) {
+  RXHost_ResetCpuWords();
+  if (form == VectorForm::Ssse3) RXHost_SetCpuWord(kCpuWordAVX2, 0);
+}
+
+void check_vector_against_scalar(int32_t mode, int cpu_word, VectorForm vector_form = VectorForm::Widest) {
   std::mt19937 rng(uint32_t(5000 + mode));
   const size_t room = kMaxWidth + 2 * kSlack;
   AlignedLine src(room), mask(room), vector_dst(room), scalar_dst(room);
@@ -127,7 +138,7 @@ void check_vector_against_scalar(int32_t mode, int cpu_word) {
             const RX_Pixel8* m = form == 1 ? mask.base() + kSlack + (src_offset + 1) % 4 : nullptr;
             vector_dst.fill(dst_pixels);
             scalar_dst.fill(dst_pixels);
-            RXHost_ResetCpuWords();
+            use_vector_form(vector_form);
             EXPECT_EQ(row(width, &bm, nullptr, s, m, vector_dst.base() + kSlack + dst_offset), 0);
             RXHost_SetCpuWord(cpu_word, 0);
             EXPECT_EQ(row(width, &bm, nullptr, s, m, scalar_dst.base() + kSlack + dst_offset), 0);
@@ -168,7 +179,12 @@ void check_vector_against_scalar(int32_t mode, int cpu_word) {
 }
 
 TEST_F(BlendRowsVector, OverLoopsStayWithinOneStepOfTheScalarBodyAtEveryLengthAndAlignment) {
-  check_vector_against_scalar(RX_Xfer_Over, kCpuWordSSSE3);
+  check_vector_against_scalar(RX_Xfer_Over, kCpuWordSSSE3, VectorForm::Ssse3);
+}
+
+TEST_F(BlendRowsVector, WideOverLoopsStayWithinOneStepOfTheScalarBodyAtEveryLengthAndAlignment) {
+  if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this processor";
+  check_vector_against_scalar(RX_Xfer_Over, kCpuWordSSSE3, VectorForm::Widest);
 }
 
 TEST_F(BlendRowsVector, CopyLoopEqualsTheScalarBodyAtEveryLengthAndAlignment) {
@@ -179,7 +195,7 @@ TEST_F(BlendRowsVector, CopyLoopEqualsTheScalarBodyAtEveryLengthAndAlignment) {
 // that sweep the channel range: the reciprocal division stays within one
 // step of the divide table. How many pixels are off by that step is
 // recorded as the property "pixels_one_step_off".
-TEST_F(BlendRowsVector, OverLoopsStayWithinOneStepOfTheScalarBodyForEveryPairOfAlphas) {
+void check_every_pair_of_alphas(VectorForm vector_form) {
   const size_t count = 65536;
   AlignedLine src(count), mask(count), vector_dst(count), scalar_dst(count);
   int differing = 0, one_step_off = 0;
@@ -205,7 +221,7 @@ TEST_F(BlendRowsVector, OverLoopsStayWithinOneStepOfTheScalarBodyForEveryPairOfA
     bm.opacity = opacity;
     vector_dst.fill(d);
     scalar_dst.fill(d);
-    RXHost_ResetCpuWords();
+    use_vector_form(vector_form);
     ASSERT_EQ(row(int32_t(count), &bm, nullptr, src.base(), with_mask ? mask.base() : nullptr, vector_dst.base()), 0);
     RXHost_SetCpuWord(kCpuWordSSSE3, 0);
     ASSERT_EQ(row(int32_t(count), &bm, nullptr, src.base(), with_mask ? mask.base() : nullptr, scalar_dst.base()), 0);
@@ -224,7 +240,17 @@ TEST_F(BlendRowsVector, OverLoopsStayWithinOneStepOfTheScalarBodyForEveryPairOfA
     }
   }
   EXPECT_EQ(differing, 0) << "pixels where the vector Over is more than one step from the scalar one";
-  RecordProperty("pixels_one_step_off", one_step_off);
+  ::testing::Test::RecordProperty(vector_form == VectorForm::Ssse3 ? "pixels_one_step_off" : "wide_pixels_one_step_off",
+                                  one_step_off);
+}
+
+TEST_F(BlendRowsVector, OverLoopsStayWithinOneStepOfTheScalarBodyForEveryPairOfAlphas) {
+  check_every_pair_of_alphas(VectorForm::Ssse3);
+}
+
+TEST_F(BlendRowsVector, WideOverLoopsStayWithinOneStepOfTheScalarBodyForEveryPairOfAlphas) {
+  if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this processor";
+  check_every_pair_of_alphas(VectorForm::Widest);
 }
 
 }  // namespace

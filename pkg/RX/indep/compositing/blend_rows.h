@@ -243,7 +243,11 @@ template <class Px, bool HasMask>
 RX_Err over_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables* tables,
                 const Px* src, const Px* mask, Px* dst) {
   if constexpr (std::is_same_v<Px, RX_Pixel8>) {
-    if (has_ssse3()) return over_row_ssse3(width, mode->opacity, src, HasMask ? mask : nullptr, dst);
+    if (has_ssse3()) {
+      const RX_Pixel8* weights = HasMask ? mask : nullptr;
+      return has_avx2() ? over_row_avx2(width, mode->opacity, src, weights, dst)
+                        : over_row_ssse3(width, mode->opacity, src, weights, dst);
+    }
   }
   return mode_row<Px, RX_Xfer_Over, HasMask>(width, mode, tables, src, mask, dst);
 }

@@ -15,9 +15,12 @@ namespace rx::blend {
 int32_t copy_weighted_sse2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                            RX_Pixel8* dst);
 
-// Over, four pixels a turn, then the scalar body for the rest.
+// Over, four pixels a turn, then the scalar body for the rest; the AVX2
+// form eight pixels a turn, then the SSSE3 form.
 RX_Err over_row_ssse3(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                       RX_Pixel8* dst);
+RX_Err over_row_avx2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                     RX_Pixel8* dst);
 // The scalar Over row of the gamma 8-bit body, mask null for none.
 RX_Err over_row_scalar8(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                         RX_Pixel8* dst);
