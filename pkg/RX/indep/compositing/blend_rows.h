@@ -50,13 +50,17 @@ void mode_row_loop(int32_t width, Cv<Px> opacity, const Px* src, const Px* mask,
     const V sa = FullOpacity && !HasMask ? V(src[i].alpha) : weighted_alpha<Px, HasMask>(src, opacity, mask, i);
     if (sa == 0) continue;
     if constexpr (xfer::family_of(Mode) == xfer::Family::Matte) {
-      // dst is matted and alpha is the pipeline's: the mode alone.
+      // dst is matted and alpha is the pipeline's: the mode alone, on
+      // copies, so that no store can alias a later load.
       const bool full = A::opaque(sa);
+      const Px s = src[i];
+      Px d = dst[i];
       xfer::for_each_colour<Px>([&](auto colour) {
-        V c = xfer::matte_mode<A, Mode>(src[i].*colour, dst[i].*colour, sa, full);
+        V c = xfer::matte_mode<A, Mode>(s.*colour, d.*colour, sa, full);
         if constexpr (!A::is_float) c = A::limit(c);
-        dst[i].*colour = Cv<Px>(c);
+        d.*colour = Cv<Px>(c);
       });
+      dst[i] = d;
     } else if constexpr (xfer::family_of(Mode) == xfer::Family::Colour) {
       // The pipeline's behind pass has already put src under dst.
       Px s = src[i];

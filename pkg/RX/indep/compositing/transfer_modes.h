@@ -278,6 +278,7 @@ RX_PIXEL_STEP Rgb<A> set_range(Rgb<A> colour, typename A::V range) {
   const V spread = largest - smallest;
   const V top = spread != 0 ? range : V(0);
   const V middle_value = spread != 0 ? (middle - smallest) * range / spread : V(0);
+#pragma GCC unroll 3
   for (V& channel : colour.c) channel = channel == largest ? top : channel == smallest ? V(0) : middle_value;
   return colour;
 }
@@ -293,13 +294,16 @@ template <class A>
 RX_PIXEL_STEP Rgb<A> set_luminance(Rgb<A> colour, typename A::V lum) {
   using V = typename A::V;
   const V shift = lum - colour.luminance();
+#pragma GCC unroll 3
   for (V& c : colour.c) c += shift;
   const V smallest = std::min({colour.c[0], colour.c[1], colour.c[2]});
   if (smallest < 0 && lum - smallest != 0) {
+#pragma GCC unroll 3
     for (V& c : colour.c) c = lum + (c - lum) * lum / (lum - smallest);
   }
   const V largest = std::max({colour.c[0], colour.c[1], colour.c[2]});
   if (largest > A::white && largest - lum != 0) {
+#pragma GCC unroll 3
     for (V& c : colour.c) c = lum + (c - lum) * (A::white - lum) / (largest - lum);
   }
   return colour;

@@ -78,9 +78,20 @@ RX_Err premultiply_scan8(int32_t count, const RX_Pixel8* src, RX_Pixel8* dst) {
   if (count < 1) return RX_Result_OK;
   if (!src) src = dst;
   int32_t i = 0;
+  const __m128i alpha_bytes = _mm_set1_epi32(0xFF);
   for (; i + 8 <= count; i += 8) {
     const __m128i p0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
     const __m128i p1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i + 4));
+    // Eight opaque pixels premultiply to themselves: the common case of an
+    // opaque destination matted by the blend pipeline.
+    const __m128i alphas = _mm_and_si128(_mm_and_si128(p0, p1), alpha_bytes);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(alphas, alpha_bytes)) == 0xFFFF) {
+      if (src != dst) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), p0);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i + 4), p1);
+      }
+      continue;
+    }
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), premultiply_four8<M>(p0));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i + 4), premultiply_four8<M>(p1));
   }
