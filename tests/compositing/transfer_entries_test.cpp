@@ -8,9 +8,9 @@
 #include <random>
 #include <sstream>
 
-#include "gamma_tables.h"
+#include "linear_tables.h"
 #include "rx_test_support.h"
-#include "transfer_reference.h"
+#include "transfer_entries_reference.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "RX.h"
-#include "gamma_tables.h"
+#include "linear_tables.h"
 
 namespace ref {
 
