@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "linear_tables.h"
 #include "rx_test_support.h"
 
 namespace {
@@ -463,16 +464,6 @@ std::vector<int> linear_modes() {
   return modes;
 }
 
-// Gamma 2.2 tables: 256 entries to linear, 4097 back, at 16-bit scale.
-RX_LinearBlendingTables gamma_tables() {
-  RX_LinearBlendingTables t{};
-  for (int i = 0; i < 256; ++i) t.to_linear[i] = uint16_t(std::lround(32768 * std::pow(i / 255.0, 2.2)));
-  for (int u = 0; u <= 4096; ++u) t.from_linear[u] = uint16_t(std::lround(32768 * std::pow(u / 4096.0, 1 / 2.2)));
-  t.gamma = 2.2f;
-  t.inverse_gamma = float(1 / 2.2);
-  return t;
-}
-
 constexpr double kFloatTolerance = 2e-5;
 
 // ---- fixtures ----
@@ -523,17 +514,17 @@ TEST_F(BlendPipeline, WithProcessorFormsEveryModeStaysWithinOneStepOfItsPerPixel
 }
 
 TEST_F(BlendPipelineScalar, LinearModesMatchTheirPerPixelLinearFunctionAt8Bits) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   check_against_per_pixel<RX_Pixel8>(linear_modes(), &tables, 0, 811);
 }
 
 TEST_F(BlendPipelineScalar, LinearModesMatchTheirPerPixelLinearFunctionAt16Bits) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   check_against_per_pixel<RX_Pixel16>(linear_modes(), &tables, 0, 1611);
 }
 
 TEST_F(BlendPipelineScalar, LinearModesMatchTheirPerPixelLinearFunctionInFloat) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   check_against_per_pixel<RX_PixelFloat>(linear_modes(), &tables, 1e-4, 3211);
 }
 
@@ -730,7 +721,7 @@ template <class Px>
 void check_pass_order() {
   using D = Depth<Px>;
   using Names = std::vector<std::string>;
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   std::vector<Px> src(5), mask(5), dst(5);
   std::vector<Cv<Px>> saved(5);
   const Cv<Px> opacity = D::half;
@@ -879,7 +870,7 @@ void check_empty_everything(const RX_LinearBlendingTables* tables) {
 }
 
 TEST_F(BlendRows, ALineOfNoPixelsReturnsZeroAndTouchesNothing) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   check_empty_everything<RX_Pixel8>(&tables);
   check_empty_everything<RX_Pixel16>(&tables);
   check_empty_everything<RX_PixelFloat>(&tables);
@@ -1295,7 +1286,7 @@ void check_all_plan_flags(const RX_LinearBlendingTables* tables) {
 }
 
 TEST_F(BlendPlan, EachModeSetsTheFlagsOfItsRowInTheModeTable) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   check_all_plan_flags<RX_Pixel8>(&tables);
   check_all_plan_flags<RX_Pixel16>(&tables);
   check_all_plan_flags<RX_PixelFloat>(&tables);
@@ -1443,7 +1434,7 @@ class SlotSwap {
 };
 
 TEST_F(BlendPlan, RowsComeThroughTheLookUpSlotOfTheirMaskAndLinearChoice) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   for (int which = 0; which < 4; ++which) {
     const bool has_mask = which & 1, linear = which & 2;
     const int slot = RX_Slot_InnerBlendingPlain8 + 3 * which;
@@ -1511,7 +1502,7 @@ TEST_F(BlendLinearRows, NullTablesReportAndGiveThree) {
 
 template <class Px>
 void check_allocation_failure(int32_t mode) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   std::mt19937 rng(36);
   const Line<Px> line = random_line<Px>(rng, 9);
   for (int with_mask = 0; with_mask < 2; ++with_mask) {
@@ -1548,7 +1539,7 @@ TEST_F(BlendLinearRows, AllocationFailureThrowsOutOfMemoryAndReleasesTheLines) {
 }
 
 TEST_F(BlendLinearRows, LinearCopiesAt8BitsAllocateNothing) {
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   std::mt19937 rng(37);
   const Line<RX_Pixel8> line = random_line<RX_Pixel8>(rng, 9);
   std::vector<RX_Pixel8> dst = line.dst;
@@ -1562,7 +1553,7 @@ TEST_F(BlendLinearRows, LinearCopiesAt8BitsAllocateNothing) {
 TEST_F(BlendLinearRows, LinearRowLiftsOnlyTheMaskAlpha) {
   // A linear row's mask line is alpha only: junk colours in the mask, the
   // same weight, the same result.
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   std::mt19937 rng(38);
   Line<RX_Pixel8> line = random_line<RX_Pixel8>(rng, 17);
   const auto row = row_of<RX_Pixel8, true, true>(RX_Xfer_Over);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "linear_tables.h"
 #include "rx_test_support.h"
 
 namespace {
@@ -194,19 +195,8 @@ TEST_F(TransferEdge, DivideTableIsTheUnmultiplyTable) {
   }
 }
 
-// A gamma-2.2 pair, enough to see that linear forms round dst through the
-// tables.
-RX_LinearBlendingTables simple_gamma_tables() {
-  RX_LinearBlendingTables t{};
-  for (int i = 0; i < 256; ++i) t.to_linear[i] = uint16_t(std::lround(32768 * std::pow(i / 255.0, 2.2)));
-  for (int u = 0; u <= 4096; ++u) t.from_linear[u] = uint16_t(std::lround(32768 * std::pow(u / 4096.0, 1 / 2.2)));
-  t.gamma = 2.2f;
-  t.inverse_gamma = 1 / 2.2f;
-  return t;
-}
-
 TEST_F(TransferEdge, LinearDissolveOnlyRoundsDstThroughTheTables) {
-  const RX_LinearBlendingTables t = simple_gamma_tables();
+  const RX_LinearBlendingTables t = rxtest::gamma22_tables();
   const RX_Pixel8 src{255, 1, 2, 3};
   RX_Pixel8 dst{77, 1, 100, 254};
   RXp_G_Xfer1_table8[RX_Xfer_Dissolve](&src, &t, &dst);
@@ -224,7 +214,7 @@ TEST_F(TransferEdge, LinearDissolveOnlyRoundsDstThroughTheTables) {
 }
 
 TEST_F(TransferEdge, PlainCopyIsTheSameInLinearLight) {
-  const RX_LinearBlendingTables t = simple_gamma_tables();
+  const RX_LinearBlendingTables t = rxtest::gamma22_tables();
   const RX_Pixel8 src{200, 1, 100, 254};
   RX_Pixel8 dst{0, 0, 0, 0};
   RXp_G_Xfer1_table8[RX_Xfer_Copy](&src, &t, &dst);
@@ -236,7 +226,7 @@ TEST_F(TransferEdge, PlainCopyIsTheSameInLinearLight) {
 }
 
 TEST_F(TransferEdge, FloatLinearFormsRaiseColoursButNotAlpha) {
-  const RX_LinearBlendingTables t = simple_gamma_tables();
+  const RX_LinearBlendingTables t = rxtest::gamma22_tables();
   const RX_PixelFloat src{1.0f, 0.25f, -0.25f, 0.0f};
   RX_PixelFloat dst{0.5f, 0.5f, 0.5f, 0.5f};
   // Over at full source alpha takes the lifted source, lowered again.

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <random>
 
+#include "linear_tables.h"
 #include "rx_test_support.h"
 
 namespace {
@@ -152,15 +153,6 @@ bool same_world(rxtest::TestWorld<Px>& a, rxtest::TestWorld<Px>& b, std::string*
   return true;
 }
 
-RX_LinearBlendingTables gamma_tables() {
-  RX_LinearBlendingTables t{};
-  for (int i = 0; i < 256; ++i) t.to_linear[i] = uint16_t(std::lround(32768 * std::pow(i / 255.0, 2.2)));
-  for (int u = 0; u <= 4096; ++u) t.from_linear[u] = uint16_t(std::lround(32768 * std::pow(u / 4096.0, 1 / 2.2)));
-  t.gamma = 2.2f;
-  t.inverse_gamma = 1 / 2.2f;
-  return t;
-}
-
 template <class Px>
 class TransferRect : public rxtest::BornPackage {};
 TYPED_TEST_SUITE(TransferRect, rxtest::AllPixelTypes);
@@ -168,7 +160,7 @@ TYPED_TEST_SUITE(TransferRect, rxtest::AllPixelTypes);
 TYPED_TEST(TransferRect, MatchesTheLineByLineModelOverEveryEdgeKindFieldAndMode) {
   using Px = TypeParam;
   std::mt19937 rng(20261122);
-  const RX_LinearBlendingTables tables = gamma_tables();
+  const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
   const int32_t modes[] = {RX_Xfer_Copy, RX_Xfer_Over, RX_Xfer_Multiply, RX_Xfer_SoftLight, RX_Xfer_Hue,
                            RX_Xfer_Dissolve, RX_Xfer_Difference2, RX_Xfer_MultiplyAlpha, RX_Xfer_MultiplyAlphaLuma,
                            RX_Xfer_AlphaAdd, RX_Xfer_Behind};
