@@ -4,6 +4,8 @@
 // so every step sees the same two-pixel pairs as the SSSE3 form.
 #include <immintrin.h>
 
+#include <algorithm>
+
 #include "compositing/blend_rows_over_simd.h"
 
 namespace rx::blend {
@@ -61,7 +63,14 @@ struct Avx2 {
 
 RX_Err over_row_avx2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                      RX_Pixel8* dst) {
-  const int32_t i = over_simd::over_row<Avx2>(width, opacity, src, mask, dst);
+  // The line's start up to a 32-byte boundary of dst goes to the SSSE3
+  // form, so that no store of eight pixels straddles two cache lines.
+  const int32_t head = std::min(width, int32_t((32 - reinterpret_cast<uintptr_t>(dst) % 32) % 32 / sizeof(RX_Pixel8)));
+  if (head > 0) {
+    if (RX_Err err = over_row_ssse3(head, opacity, src, mask, dst)) return err;
+  }
+  const int32_t i = head + over_simd::over_row<Avx2>(width - head, opacity, src + head, mask ? mask + head : nullptr,
+                                                      dst + head);
   if (i == width) return RX_Result_OK;
   return over_row_ssse3(width - i, opacity, src + i, mask ? mask + i : nullptr, dst + i);
 }
