@@ -20,7 +20,7 @@ test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 
 demo: build
-	$(BUILD_DIR)/examples/rx_iterate_demo
+	$(BUILD_DIR)/tools/rx/rx demo --out rx-demo
 
 bench: build
 	for b in $(BUILD_DIR)/bench/rx_bench_*; do $$b; done

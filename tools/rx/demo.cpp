@@ -1,0 +1,132 @@
+// rx demo: makes its own pictures (a gradient background, soft-edged
+// shapes on a transparent layer, a luminance matte), runs every
+// subcommand on them and writes the results, one line each.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+
+#include "commands.h"
+#include "package_calls.h"
+#include "picture.h"
+#include "tool_error.h"
+
+namespace rxtool {
+namespace {
+
+uint8_t byte(double v) { return uint8_t(std::lround(std::clamp(v, 0.0, 1.0) * 255.0)); }
+
+// Opaque: warm at the left, cool at the right, darker toward the bottom.
+Picture make_background() {
+  Picture p(640, 360, 8);
+  for (int32_t y = 0; y < p.height(); ++y) {
+    RX_Pixel8* row = p.row<RX_Pixel8>(y);
+    for (int32_t x = 0; x < p.width(); ++x) {
+      const double u = x / 639.0, v = 1.0 - 0.6 * y / 359.0;
+      row[x] = {255, byte((0.95 - 0.7 * u) * v), byte((0.55 + 0.2 * std::sin(u * 3.14159)) * v),
+                byte((0.2 + 0.75 * u) * v)};
+    }
+  }
+  return p;
+}
+
+// Transparent, with a disc and a bar whose edges fall off over 12 pixels.
+Picture make_layer() {
+  Picture p(400, 240, 8);
+  for (int32_t y = 0; y < p.height(); ++y) {
+    RX_Pixel8* row = p.row<RX_Pixel8>(y);
+    for (int32_t x = 0; x < p.width(); ++x) {
+      const double disc = std::clamp((90.0 - std::hypot(x - 130.0, y - 120.0)) / 12.0, 0.0, 1.0);
+      const double bar_x = std::clamp(std::min(x - 200.0, 380.0 - x) / 12.0, 0.0, 1.0);
+      const double bar_y = std::clamp(std::min(y - 40.0, 200.0 - y) / 12.0, 0.0, 1.0);
+      const double bar = 0.7 * bar_x * bar_y;
+      const double alpha = std::max(disc, bar);
+      if (disc >= bar) row[x] = {byte(alpha), byte(0.95), byte(0.8 - 0.4 * y / 240.0), byte(0.15)};
+      else row[x] = {byte(alpha), byte(0.2), byte(0.45 + 0.3 * x / 400.0), byte(0.9)};
+    }
+  }
+  return p;
+}
+
+// Opaque grey, bright in the middle and dark at the edges.
+Picture make_matte() {
+  Picture p(400, 240, 8);
+  for (int32_t y = 0; y < p.height(); ++y) {
+    RX_Pixel8* row = p.row<RX_Pixel8>(y);
+    for (int32_t x = 0; x < p.width(); ++x) {
+      const uint8_t g = byte(1.0 - std::hypot((x - 200.0) / 200.0, (y - 120.0) / 120.0));
+      row[x] = {255, g, g, g};
+    }
+  }
+  return p;
+}
+
+template <class Work>
+void step(const std::string& what, const std::string& output, Work&& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  std::printf("%-46s -> %s (%s, %.0f ms)\n", what.c_str(), output.c_str(), describe_file(output).c_str(), ms);
+}
+
+}  // namespace
+
+void demo(const std::string& dir) {
+  capture_package_reports();
+  std::error_code made;
+  std::filesystem::create_directories(dir, made);
+  if (made) throw ToolError("cannot make " + dir + ": " + made.message());
+  auto at = [&dir](const char* name) { return (std::filesystem::path(dir) / name).string(); };
+
+  const std::string background = at("background.png"), layer = at("layer.png"), matte = at("matte.png");
+  step("made a gradient background", background, [&] { save_picture(make_background(), background, false); });
+  step("made soft-edged shapes on a transparent layer", layer, [&] { save_picture(make_layer(), layer, false); });
+  step("made a luminance matte", matte, [&] { save_picture(make_matte(), matte, false); });
+
+  const std::string modes = list_modes();
+  std::printf("%-46s    %d modes\n", "rx modes", int(std::count(modes.begin(), modes.end(), '\n')));
+  std::printf("%-46s    %s\n", "rx info background.png", describe_file(background).c_str());
+
+  const std::string deep = at("background-16.tif"), linear = at("background.exr"), dithered = at("dithered.png");
+  step("rx convert background.png --depth 16", deep, [&] { convert({background, deep, 16, false, false}); });
+  step("rx convert background.png --depth 32", linear, [&] { convert({background, linear, 32, false, false}); });
+  step("rx convert background.exr --depth 8 --dither", dithered, [&] { convert({linear, dithered, 8, true, false}); });
+
+  auto composite_step = [&](const std::string& what, const char* name, CompositeOptions o) {
+    o.layer = layer;
+    o.output = at(name);
+    if (o.background.empty()) o.background = background;
+    o.at_x = 120;
+    o.at_y = 60;
+    step("rx composite " + what, o.output, [&] { composite(o); });
+  };
+  CompositeOptions over;
+  composite_step("--mode over", "over.png", over);
+  CompositeOptions multiply;
+  multiply.mode = "multiply";
+  multiply.opacity = 0.8f;
+  composite_step("--mode multiply --opacity 0.8", "multiply.png", multiply);
+  CompositeOptions screen;
+  screen.mode = "screen";
+  screen.matte = matte;
+  screen.matte_kind = "luma";
+  composite_step("--mode screen --matte matte.png --matte-kind luma", "screen-luma-matte.png", screen);
+  CompositeOptions dissolve;
+  dissolve.mode = "dissolve";
+  dissolve.opacity = 0.6f;
+  dissolve.seed = 7;
+  composite_step("--mode dissolve --opacity 0.6 --seed 7", "dissolve.png", dissolve);
+  CompositeOptions hue;
+  hue.mode = "hue";
+  hue.linear = true;
+  hue.background = deep;
+  composite_step("--mode hue --linear (16 bits)", "hue-linear.tif", hue);
+  CompositeOptions difference;
+  difference.mode = "difference";
+  difference.field = "even";
+  difference.background = linear;
+  composite_step("--mode difference --field even (float)", "difference-even.exr", difference);
+}
+
+}  // namespace rxtool

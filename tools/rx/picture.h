@@ -1,0 +1,50 @@
+// A picture as the tool holds it: one world of the package, owning its
+// pixels, loaded from and saved to image files through OpenImageIO.
+//
+// Files of 8 bits load into 8-bit worlds, of 16 bits into 16-bit worlds
+// (0..65535 scaled to the package's 0..32768 as v * 32768 / 65535 rounded
+// to nearest, and back as v * 65535 / 32768 rounded), anything else
+// (half, float, 32-bit integers) into float worlds. Files without alpha
+// get an opaque one; grey files give grey colour.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "RX.h"
+
+namespace rxtool {
+
+class Picture {
+ public:
+  Picture(int32_t width, int32_t height, int32_t depth);
+  Picture(Picture&&) = default;
+  Picture& operator=(Picture&&) = default;
+
+  int32_t width() const { return def_.width; }
+  int32_t height() const { return def_.height; }
+  int32_t depth() const { return depth_; }  // 8, 16 or 32
+  RX_LayerDef* def() { return &def_; }
+  const RX_LayerDef* def() const { return &def_; }
+  template <class Px>
+  Px* row(int32_t y) const {
+    return reinterpret_cast<Px*>(pixels_.get() + size_t(y) * size_t(def_.row_stride));
+  }
+
+ private:
+  std::unique_ptr<uint8_t[]> pixels_;
+  RX_LayerDef def_{};
+  int32_t depth_;
+};
+
+// Reads a file; premultiplied files are unmultiplied through the package.
+Picture load_picture(const std::string& path, bool premultiplied);
+// Writes a file in the format its extension names, at the picture's
+// depth where the format holds it; premultiplied writes premultiply first.
+void save_picture(const Picture& picture, const std::string& path, bool premultiplied);
+// The picture at another depth through the package's copy, with dither
+// when going down to 8 bits and asked for.
+Picture to_depth(const Picture& picture, int32_t depth, bool dither);
+
+}  // namespace rxtool
