@@ -81,17 +81,21 @@ void composite(const CompositeOptions& o) {
   const RX_CompositeModePlus mode(mode_number, o.opacity, nullptr, o.keep_alpha, o.seed);
   const GE_LRect whole{0, 0, layer.width(), layer.height()};
 
+  if (interrupted()) throw ToolError("interrupted", kInterruptedStatus);
   Progress progress("composite");
   check_package(RX_TransferRect(progress.info(), 0, 0, field, whole, layer.def(), &mode, o.linear ? &tables : nullptr,
                                 matte ? &mask : nullptr, o.at_x, o.at_y, background.def()),
                 "compositing " + o.layer + " onto " + o.background);
+  if (interrupted()) throw ToolError("interrupted", kInterruptedStatus);
   save_picture(background, o.output, o.premultiplied);
 }
 
 void convert(const ConvertOptions& o) {
   capture_package_reports();
   const Picture input = load_picture(o.input, o.premultiplied);
-  save_picture(to_depth(input, o.depth, o.dither), o.output, o.premultiplied);
+  const Picture output = to_depth(input, o.depth, o.dither);
+  if (interrupted()) throw ToolError("interrupted", kInterruptedStatus);
+  save_picture(output, o.output, o.premultiplied);
 }
 
 std::string describe_file(const std::string& path) {
