@@ -230,6 +230,28 @@ TEST_F(RxTool, ConvertChangesDepthThroughThePackage) {
   EXPECT_EQ(read_rgba<uint8_t>(at("back.png"), OIIO::TypeDesc::UINT8, &w, &h), rgba);
 }
 
+TEST_F(RxTool, FilesWithoutAlphaLoadOpaqueAndGreyFilesGiveGreyColour) {
+  for (int channels : {1, 3}) {
+    const std::string path = at("plain" + std::to_string(channels) + ".png");
+    auto out = OIIO::ImageOutput::create(path);
+    ASSERT_TRUE(out);
+    const OIIO::ImageSpec spec(2, 1, channels, OIIO::TypeDesc::UINT8);
+    ASSERT_TRUE(out->open(path, spec));
+    const uint8_t values[6] = {10, 20, 30, 40, 50, 60};
+    ASSERT_TRUE(out->write_image(OIIO::TypeDesc::UINT8, values));
+    ASSERT_TRUE(out->close());
+    ASSERT_EQ(rx("convert " + path + " -o " + at("rgba.png") + " --depth 8").status, 0);
+    int w = 0, h = 0;
+    const auto rgba = read_rgba<uint8_t>(at("rgba.png"), OIIO::TypeDesc::UINT8, &w, &h);
+    ASSERT_EQ(rgba.size(), 8u);
+    if (channels == 1) {
+      EXPECT_EQ(rgba, (std::vector<uint8_t>{10, 10, 10, 255, 20, 20, 20, 255}));
+    } else {
+      EXPECT_EQ(rgba, (std::vector<uint8_t>{10, 20, 30, 255, 40, 50, 60, 255}));
+    }
+  }
+}
+
 TEST_F(RxTool, ModesListsEveryNumberedModeByName) {
   const ToolRun run = rx("modes");
   EXPECT_EQ(run.status, 0);
