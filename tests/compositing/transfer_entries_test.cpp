@@ -179,6 +179,21 @@ TEST_F(TransferTables, FloatEntriesMatchTheReferenceInLinearLight) {
   check_every_entry<RX_PixelFloat>(&tables, 3202);
 }
 
+// The inversion by its rule, on a curve whose reading is easy to follow:
+// to_linear[i] = 128 i for i below 256 (the identity at 16-bit scale up to
+// 32640), and 32768 at the top.
+TEST_F(TransferTables, FromLinearInvertsTheSixteenBitReadingSegmentBySegment) {
+  RX_LinearBlendingTables t{};
+  for (int i = 0; i < 256; ++i) t.to_linear[i] = uint16_t((i * 0x808080u + 33200) >> 16);
+  RXp_FillFromLinear(&t);
+  for (uint32_t u = 0; u <= 4096; u += 37) {
+    const uint32_t reading = rxtest::read_to_linear16(t, u * 8);
+    EXPECT_NEAR(double(t.from_linear[u]), double(u * 8), 8.0) << u << " reads " << reading;
+  }
+  EXPECT_EQ(t.from_linear[4096], 32768);
+  for (int u = 1; u <= 4096; ++u) EXPECT_GE(t.from_linear[u], t.from_linear[u - 1]) << u;
+}
+
 TEST_F(TransferTables, GammaTablesAreMonotoneAndRoundTripTheEnds) {
   const RX_LinearBlendingTables t = rxtest::gamma22_tables();
   EXPECT_EQ(t.to_linear[0], 0);

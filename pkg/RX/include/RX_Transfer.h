@@ -52,6 +52,11 @@ RX_API extern const uint8_t RXp_G_SoftLightParabola8[256];
    RXp_G_fcd_table, set at birth. */
 RX_API extern const uint8_t* RXp_G_DivideTable;
 
+/* Fills tables->from_linear by inverting tables->to_linear: its 16-bit
+   reading at every eighth value, made non-decreasing, walked segment by
+   segment. The colour settings make their tables this way. */
+RX_API void RXp_FillFromLinear(RX_LinearBlendingTables* tables);
+
 /* Builds the float and 16-bit soft-light tables; birth calls it. */
 RX_API void RXp_InitBlendTables(void);
 
