@@ -187,6 +187,31 @@ TEST_F(BlendRowsVector, WideOverLoopsStayWithinOneStepOfTheScalarBodyAtEveryLeng
   check_vector_against_scalar(RX_Xfer_Over, kCpuWordSSSE3, VectorForm::Widest);
 }
 
+// The same pixels give the same result wherever the line lies in memory:
+// the vector Over's head and tail go through its own arithmetic.
+TEST_F(BlendRowsVector, OverGivesTheSameLineAtEveryPlaceInMemory) {
+  std::mt19937 rng(77);
+  constexpr int32_t kWidth = 45;
+  const std::vector<RX_Pixel8> src_pixels = grouped_pixels(rng, kWidth), dst_pixels = grouped_pixels(rng, kWidth);
+  const auto row = row_of(RX_Xfer_Over, false);
+  RX_BlendingMode<RX_Pixel8> bm;
+  bm.blend_mode = RX_Xfer_Over;
+  bm.opacity = 180;
+  std::vector<RX_Pixel8> first;
+  for (int offset = 0; offset < 8; ++offset) {
+    AlignedLine src(kWidth + 8), dst(kWidth + 8);
+    std::vector<RX_Pixel8> s(kWidth + 8), d(kWidth + 8);
+    std::copy(src_pixels.begin(), src_pixels.end(), s.begin() + offset);
+    std::copy(dst_pixels.begin(), dst_pixels.end(), d.begin() + offset);
+    src.fill(s);
+    dst.fill(d);
+    ASSERT_EQ(row(kWidth, &bm, nullptr, src.base() + offset, nullptr, dst.base() + offset), 0);
+    const std::vector<RX_Pixel8> result(dst.base() + offset, dst.base() + offset + kWidth);
+    if (offset == 0) first = result;
+    EXPECT_EQ(0, std::memcmp(result.data(), first.data(), sizeof(RX_Pixel8) * kWidth)) << "offset " << offset;
+  }
+}
+
 TEST_F(BlendRowsVector, CopyLoopEqualsTheScalarBodyAtEveryLengthAndAlignment) {
   check_vector_against_scalar(RX_Xfer_Copy, kCpuWordSSE2);
 }

@@ -1,5 +1,5 @@
 // The AVX2 form of the 8-bit Over row: the vector body over 256-bit
-// registers, eight pixels a turn, then the SSSE3 form for the rest. The
+// registers, eight pixels a turn, the last few on a padded copy. The
 // 256-bit unpacks, packs and byte shuffles work within each 128-bit half,
 // so every step sees the same two-pixel pairs as the SSSE3 form.
 #include <immintrin.h>
@@ -63,16 +63,16 @@ struct Avx2 {
 
 RX_Err over_row_avx2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                      RX_Pixel8* dst) {
+  if (width < 1) return RX_Result_OK;
   // The line's start up to a 32-byte boundary of dst goes to the SSSE3
-  // form, so that no store of eight pixels straddles two cache lines.
+  // form, whose arithmetic is the same, so that no store of eight pixels
+  // straddles two cache lines.
   const int32_t head = std::min(width, int32_t((32 - reinterpret_cast<uintptr_t>(dst) % 32) % 32 / sizeof(RX_Pixel8)));
-  if (head > 0) {
-    if (RX_Err err = over_row_ssse3(head, opacity, src, mask, dst)) return err;
+  if (head > 0) over_row_ssse3(head, opacity, src, mask, dst);
+  if (head < width) {
+    over_simd::over_row<Avx2>(width - head, opacity, src + head, mask ? mask + head : nullptr, dst + head);
   }
-  const int32_t i = head + over_simd::over_row<Avx2>(width - head, opacity, src + head, mask ? mask + head : nullptr,
-                                                      dst + head);
-  if (i == width) return RX_Result_OK;
-  return over_row_ssse3(width - i, opacity, src + i, mask ? mask + i : nullptr, dst + i);
+  return RX_Result_OK;
 }
 
 }  // namespace rx::blend

@@ -99,7 +99,8 @@ void over_loop(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pi
 // The vector loops for as many whole registers as the line holds; gives
 // the first pixel left.
 template <class S>
-int32_t over_row(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
+int32_t over_whole_registers(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                             RX_Pixel8* dst) {
   int32_t i = 0;
   if (opacity == 255) {
     mask ? over_loop<S, true, true>(width, opacity, src, mask, dst, i)
@@ -109,6 +110,29 @@ int32_t over_row(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_
          : over_loop<S, false, false>(width, opacity, src, mask, dst, i);
   }
   return i;
+}
+
+// Fewer pixels than a register holds, through the same arithmetic on a
+// padded copy: transparent source pixels fill the rest and change nothing.
+// So every pixel of a line gets the same result wherever the line starts
+// in memory and however long it is.
+template <class S>
+void over_short(int32_t count, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
+  RX_Pixel8 s[S::pixels] = {}, m[S::pixels] = {}, d[S::pixels] = {};
+  for (int32_t i = 0; i < count; ++i) {
+    s[i] = src[i];
+    d[i] = dst[i];
+    if (mask) m[i] = mask[i];
+  }
+  over_whole_registers<S>(S::pixels, opacity, s, mask ? m : nullptr, d);
+  for (int32_t i = 0; i < count; ++i) dst[i] = d[i];
+}
+
+// A whole line: registers, then the rest on a padded copy.
+template <class S>
+void over_row(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
+  const int32_t done = over_whole_registers<S>(width, opacity, src, mask, dst);
+  if (done < width) over_short<S>(width - done, opacity, src + done, mask ? mask + done : nullptr, dst + done);
 }
 
 }  // namespace rx::blend::over_simd

@@ -1,5 +1,5 @@
 // The SSSE3 form of the 8-bit Over row: the vector body over 128-bit
-// registers, four pixels a turn, the rest by the scalar body.
+// registers, four pixels a turn, the last few on a padded copy.
 #include <tmmintrin.h>
 
 #include "compositing/blend_rows_over_simd.h"
@@ -53,9 +53,8 @@ struct Sse {
 
 RX_Err over_row_ssse3(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                       RX_Pixel8* dst) {
-  const int32_t i = over_simd::over_row<Sse>(width, opacity, src, mask, dst);
-  if (i == width) return RX_Result_OK;
-  return over_row_scalar8(width - i, opacity, src + i, mask ? mask + i : nullptr, dst + i);
+  if (width > 0) over_simd::over_row<Sse>(width, opacity, src, mask, dst);
+  return RX_Result_OK;
 }
 
 }  // namespace rx::blend

@@ -1,6 +1,6 @@
-// The processor forms of two 8-bit rows and the scalar tails they end
-// with. The vector files include nothing else of the row family, so that
-// no shared template is compiled with their instruction set.
+// The processor forms of two 8-bit rows. The vector files include nothing
+// else of the row family, so that no shared template is compiled with
+// their instruction set.
 #pragma once
 
 #include <cstdint>
@@ -15,14 +15,11 @@ namespace rx::blend {
 int32_t copy_weighted_sse2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                            RX_Pixel8* dst);
 
-// Over, four pixels a turn, then the scalar body for the rest; the AVX2
-// form eight pixels a turn, then the SSSE3 form.
+// Over, four pixels a turn (the AVX2 form eight), every pixel by the
+// vector arithmetic wherever the line lies in memory.
 RX_Err over_row_ssse3(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                       RX_Pixel8* dst);
 RX_Err over_row_avx2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                      RX_Pixel8* dst);
-// The scalar Over row of the gamma 8-bit body, mask null for none.
-RX_Err over_row_scalar8(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
-                        RX_Pixel8* dst);
 
 }  // namespace rx::blend
