@@ -6,8 +6,8 @@
 // dst colours that the pipeline has already matted, and leave alpha and
 // dematte to it, and the colour modes leave the behind step to the
 // pipeline's behind pass (so lighter and darker colour compare against
-// dst as that pass left it). The behaviours that exist only in rows (copies, mask mix,
-// behind, dissolve) are written here.
+// dst as that pass left it). The behaviours that exist only in rows
+// (copies, mask mix, behind, dissolve) are written here.
 #pragma once
 
 #include <cstring>
