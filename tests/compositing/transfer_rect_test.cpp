@@ -6,6 +6,7 @@
 // covered run of a line with the pipeline, whose rows are tested on their
 // own.
 #include <algorithm>
+#include <climits>
 #include <random>
 
 #include "linear_tables.h"
@@ -403,6 +404,30 @@ TEST(TransferRectRefusals, DifferentDepthsAndUnknownDepthGiveThreeWithTheirTexts
     EXPECT_EQ(reports.errors().back().text,
               "RX_TransferRectPlus requires src and dst worlds to have same bit depth");
   }
+  EXPECT_EQ(RX_Death(), RX_Result_OK);
+}
+
+TEST(TransferRectRefusals, FarOffPositionsClipInsteadOfWrapping) {
+  ASSERT_EQ(RX_Birth(), RX_Result_OK);
+  rxtest::TestWorld<RX_Pixel8> src(4, 4), dst(4, 4), matte(4, 4);
+  for (int32_t y = 0; y < 4; ++y) for (int32_t x = 0; x < 4; ++x) src.at(x, y) = RX_Pixel8{255, 1, 2, 3};
+  const RX_CompositeModePlus mode(RX_Xfer_Over, 1.0f, nullptr, false, 0);
+  const RX_MaskWorld mask{*matte.def(), INT32_MAX - 1, INT32_MIN + 1, RX_Mask_Alpha};
+  EXPECT_EQ(RX_TransferRect(nullptr, 0, 0, 0, GE_LRect{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, src.def(), &mode,
+                            nullptr, nullptr, INT32_MAX, INT32_MAX, dst.def()),
+            RX_Result_OK);
+  EXPECT_EQ(RX_TransferRect(nullptr, 0, 0, 0, GE_LRect{0, 0, 4, 4}, src.def(), &mode, nullptr, &mask, 0, 0, dst.def()),
+            RX_Result_OK);
+  EXPECT_TRUE(rxtest::same_pixel(dst.at(0, 0), RX_Pixel8{}));
+  // A whole-plane rectangle placed at the origin covers the destination.
+  EXPECT_EQ(RX_TransferRect(nullptr, 0, 0, 0, GE_LRect{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, src.def(), &mode,
+                            nullptr, nullptr, INT32_MIN, INT32_MIN, dst.def()),
+            RX_Result_OK);
+  EXPECT_TRUE(rxtest::same_pixel(dst.at(3, 3), RX_Pixel8{255, 1, 2, 3}));
+  const RX_MaskWorld empty_matte{RX_LayerDef{}, 0, 0, RX_Mask_Alpha};
+  EXPECT_EQ(RX_TransferRect(nullptr, 0, 0, 0, GE_LRect{0, 0, 4, 4}, src.def(), &mode, nullptr, &empty_matte, 0, 0,
+                            dst.def()),
+            RX_Result_Internal);
   EXPECT_EQ(RX_Death(), RX_Result_OK);
 }
 

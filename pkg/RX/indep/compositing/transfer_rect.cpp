@@ -4,6 +4,8 @@
 // reported every 128th line, and the dissolve seed takes a quadratic step
 // per line so that its noise never repeats in step with the width. Nothing
 // is undone after an error: dst keeps the lines already blended.
+#include <algorithm>
+
 #include "RX_Blend.h"
 #include "RX_Fill.h"
 #include "RX_TransferRect.h"
@@ -59,21 +61,31 @@ RX_Err transfer(const Request& r) {
   const RX_WorldX<Px> src(*r.src, false);
   RX_WorldX<Px> dst(*r.dst, false);
 
+  // Rows for the source rectangle's width; no line is longer than the
+  // source, whatever the rectangle says.
+  const int64_t rect_width = int64_t{r.source_rect.right} - r.source_rect.left;
   RX_TransferScratch rows{};
-  if (RX_Err err = ensure_rows<Px>(r, r.source_rect.right - r.source_rect.left, rows)) return err;
+  if (RX_Err err = ensure_rows<Px>(r, int32_t(std::clamp<int64_t>(rect_width, 0, src.Width())), rows)) return err;
 
-  // Clip in source, then destination, then matte coordinates.
+  // Clip in source, then destination, then matte coordinates. The shift to
+  // the destination is taken in 64 bits, so that far-off positions clip
+  // instead of wrapping.
   const GE_LRect src_bounds{0, 0, src.Width(), src.Height()};
   GE_LRect clipped;
   if (!GE_SectLRect(&r.source_rect, &src_bounds, &clipped)) return RX_Result_OK;
-  const int32_t shift_x = r.dst_x - r.source_rect.left, shift_y = r.dst_y - r.source_rect.top;
-  clipped = {clipped.left + shift_x, clipped.top + shift_y, clipped.right + shift_x, clipped.bottom + shift_y};
-  const GE_LRect dst_bounds{0, 0, dst.Width(), dst.Height()};
-  if (!GE_SectLRect(&clipped, &dst_bounds, &clipped)) return RX_Result_OK;
+  const int64_t shift_x = int64_t{r.dst_x} - r.source_rect.left, shift_y = int64_t{r.dst_y} - r.source_rect.top;
+  auto shifted_into = [](int64_t a, int64_t shift, int32_t limit) {
+    return int32_t(std::clamp<int64_t>(a + shift, 0, limit));
+  };
+  clipped = {shifted_into(clipped.left, shift_x, dst.Width()), shifted_into(clipped.top, shift_y, dst.Height()),
+             shifted_into(clipped.right, shift_x, dst.Width()), shifted_into(clipped.bottom, shift_y, dst.Height())};
+  if (GE_EmptyLRect(&clipped)) return RX_Result_OK;
   if (r.mask && (r.mask->kind & 1) == 0) {
-    const GE_LRect matte_bounds{r.mask->x_offset, r.mask->y_offset, r.mask->x_offset + r.mask->world.width,
-                                r.mask->y_offset + r.mask->world.height};
-    if (!GE_SectLRect(&clipped, &matte_bounds, &clipped)) return RX_Result_OK;
+    const int64_t left = r.mask->x_offset, top = r.mask->y_offset;
+    clipped = {int32_t(std::max<int64_t>(clipped.left, left)), int32_t(std::max<int64_t>(clipped.top, top)),
+               int32_t(std::min<int64_t>(clipped.right, left + r.mask->world.width)),
+               int32_t(std::min<int64_t>(clipped.bottom, top + r.mask->world.height))};
+    if (GE_EmptyLRect(&clipped)) return RX_Result_OK;
   }
   const int32_t width = clipped.right - clipped.left;
 
@@ -88,7 +100,7 @@ RX_Err transfer(const Request& r) {
 
   auto* saved_alpha = static_cast<Cv*>(rows.words[RX_ScratchAlphaRow]);
   auto* matte_row = static_cast<Px*>(rows.words[RX_ScratchMaskLine]);
-  const Px* src_line = src.Row(clipped.top - shift_y) + (clipped.left - shift_x);
+  const Px* src_line = src.Row(int32_t(clipped.top - shift_y)) + (clipped.left - shift_x);
   int32_t seed_step = clipped.top * kSeedStep;
   for (int32_t y = clipped.top; y < clipped.bottom; ++y) {
     const Px* mask_line = r.mask ? matte_lines::mask_line<Px>(*r.mask, clipped.left, y, width, matte_row) : nullptr;
@@ -109,7 +121,9 @@ RX_Err transfer(const Request& r) {
 }
 
 RX_Err transfer_any_depth(const Request& r, const char* depths_differ_text) {
-  if (!r.src || !r.dst || !r.mode || !r.src->data || !r.dst->data) return RX_ReportBadParameter(31);
+  if (!r.src || !r.dst || !r.mode || !r.src->data || !r.dst->data || (r.mask && !r.mask->world.data)) {
+    return RX_ReportBadParameter(31);
+  }
   const int32_t depth = RXp_WorldDepth(r.dst);
   if (RXp_WorldDepth(r.src) != depth) {
     report_verification(depths_differ_text);
