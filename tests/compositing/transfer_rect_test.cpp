@@ -492,6 +492,12 @@ TEST(TrackMatteLines, PrepTrackMatteUnivFillsLeadSkipsSourceAndPadsTheRest) {
   const uint8_t want_skip[4] = {100, 50, 0, 0};
   for (int i = 0; i < 4; ++i) EXPECT_EQ(out[i].alpha, want_skip[i]) << i;
 
+  // No source row: the outside value everywhere; no destination: nothing.
+  RX_PrepTrackMatteUniv(3, nullptr, 0, 3, RX_Mask_AlphaInverted, 0, out);
+  EXPECT_EQ(out[0].alpha, 255);
+  EXPECT_EQ(out[2].alpha, 255);
+  RX_PrepTrackMatteUniv(3, row, 0, 3, RX_Mask_Alpha, 0, nullptr);
+
   const RX_Pixel16 deep[2] = {{32768, 32768, 32768, 32768}, {16384, 0, 32768, 0}};
   RX_Pixel16 deep_out[3];
   RX_PrepTrackMatteUniv(3, deep, 0, 2, RX_Mask_LumaInverted, 1, deep_out);

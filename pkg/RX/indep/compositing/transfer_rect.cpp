@@ -173,7 +173,10 @@ RX_Err RX_TransferRectPlus(const RX_ProgressInfo* progress, int32_t reserved1, i
 
 void RX_PrepTrackMatteUniv(int32_t count, const void* source_row, int32_t x_offset, int32_t source_width,
                            int32_t kind, int32_t deep, void* destination) {
-  const int32_t lead = x_offset > 0 ? x_offset : 0, first = x_offset < 0 ? -x_offset : 0;
+  if (count < 1 || !destination) return;
+  if (!source_row) source_width = 0;  // no matte: outside values only
+  const int32_t lead = x_offset > 0 ? x_offset : 0;
+  const int32_t first = x_offset < 0 ? int32_t(std::min<int64_t>(-int64_t{x_offset}, source_width)) : 0;
   if (deep) {
     rx::matte_lines::build_row(count, static_cast<const RX_Pixel16*>(source_row), lead, first, source_width, kind,
                                static_cast<RX_Pixel16*>(destination));
