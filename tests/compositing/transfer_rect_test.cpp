@@ -424,6 +424,13 @@ TEST(TransferRectRefusals, FarOffPositionsClipInsteadOfWrapping) {
                             nullptr, nullptr, INT32_MIN, INT32_MIN, dst.def()),
             RX_Result_OK);
   EXPECT_TRUE(rxtest::same_pixel(dst.at(3, 3), RX_Pixel8{255, 1, 2, 3}));
+  // An inverted matte far off counts as full coverage everywhere.
+  const RX_MaskWorld far_inverted{*matte.def(), INT32_MIN + 1, 0, RX_Mask_AlphaInverted};
+  rxtest::TestWorld<RX_Pixel8> covered(4, 4);
+  EXPECT_EQ(RX_TransferRect(nullptr, 0, 0, 0, GE_LRect{0, 0, 4, 4}, src.def(), &mode, nullptr, &far_inverted, 0, 0,
+                            covered.def()),
+            RX_Result_OK);
+  EXPECT_TRUE(rxtest::same_pixel(covered.at(2, 2), RX_Pixel8{255, 1, 2, 3}));
   const RX_MaskWorld empty_matte{RX_LayerDef{}, 0, 0, RX_Mask_Alpha};
   EXPECT_EQ(RX_TransferRect(nullptr, 0, 0, 0, GE_LRect{0, 0, 4, 4}, src.def(), &mode, nullptr, &empty_matte, 0, 0,
                             dst.def()),

@@ -4,6 +4,8 @@
 // inverted kinds and 0 for the others.
 #pragma once
 
+#include <algorithm>
+
 #include "RX_TransferRect.h"
 #include "compositing/transfer_arith.h"
 
@@ -42,18 +44,21 @@ void build_row(int32_t count, const Px* matte_row, int32_t lead, int32_t first_c
 // points into the matte; other kinds fill row.
 template <class Px>
 const Px* mask_line(const RX_MaskWorld& mask, int32_t x, int32_t y, int32_t width, Px* row) {
-  const int32_t mx = x - mask.x_offset, my = y - mask.y_offset;
+  // In 64 bits: a matte placed far off must not wrap into range.
+  const int64_t mx = int64_t{x} - mask.x_offset, my = int64_t{y} - mask.y_offset;
   const auto* pixels = static_cast<const char*>(mask.world.data);
   auto matte_row = [&](int32_t row_y) {
     return reinterpret_cast<const Px*>(pixels + intptr_t{row_y} * mask.world.row_stride);
   };
-  if (mask.kind == RX_Mask_Alpha) return matte_row(my) + mx;
+  if (mask.kind == RX_Mask_Alpha) return matte_row(int32_t(my)) + mx;
   if (my < 0 || my >= mask.world.height) {
     // Only the inverted kinds reach here: the transfer clips to the others.
     for (int32_t i = 0; i < width; ++i) row[i].alpha = outside_value<Px>(mask.kind | 1);
     return row;
   }
-  build_row(width, matte_row(my), mx < 0 ? -mx : 0, mx < 0 ? 0 : mx, mask.world.width, mask.kind, row);
+  const int32_t lead = int32_t(std::clamp<int64_t>(-mx, 0, width));
+  const int32_t first = int32_t(std::clamp<int64_t>(mx, 0, mask.world.width));
+  build_row(width, matte_row(int32_t(my)), lead, first, mask.world.width, mask.kind, row);
   return row;
 }
 
