@@ -212,6 +212,21 @@ TEST_F(BlendRowsVector, OverGivesTheSameLineAtEveryPlaceInMemory) {
   }
 }
 
+// The matte modes without tables have vector rows equal to the scalar
+// body, at both widths.
+constexpr int32_t kVectorMatteModes[] = {RX_Xfer_Add,       RX_Xfer_Multiply, RX_Xfer_Screen,
+                                         RX_Xfer_Overlay,   RX_Xfer_HardLight, RX_Xfer_Darken,
+                                         RX_Xfer_Lighten,   RX_Xfer_Difference, RX_Xfer_Exclusion};
+
+TEST_F(BlendRowsVector, MatteRowsEqualTheScalarBodyAtEveryLengthAndAlignment) {
+  for (int32_t mode : kVectorMatteModes) check_vector_against_scalar(mode, kCpuWordSSSE3, VectorForm::Ssse3);
+}
+
+TEST_F(BlendRowsVector, WideMatteRowsEqualTheScalarBodyAtEveryLengthAndAlignment) {
+  if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this processor";
+  for (int32_t mode : kVectorMatteModes) check_vector_against_scalar(mode, kCpuWordSSSE3, VectorForm::Widest);
+}
+
 TEST_F(BlendRowsVector, CopyLoopEqualsTheScalarBodyAtEveryLengthAndAlignment) {
   check_vector_against_scalar(RX_Xfer_Copy, kCpuWordSSE2);
 }

@@ -82,9 +82,27 @@ void mode_row_loop(int32_t width, Cv<Px> opacity, const Px* src, const Px* mask,
   }
 }
 
+// The 8-bit matte modes that need no table have vector forms.
+constexpr bool has_vector_matte_row(int mode) {
+  switch (mode) {
+    case RX_Xfer_Add: case RX_Xfer_Multiply: case RX_Xfer_Screen: case RX_Xfer_Overlay: case RX_Xfer_HardLight:
+    case RX_Xfer_Darken: case RX_Xfer_Lighten: case RX_Xfer_Difference: case RX_Xfer_Exclusion:
+      return true;
+    default:
+      return false;
+  }
+}
+
 template <class Px, int Mode, bool HasMask>
 RX_Err mode_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables*,
                 const Px* src, const Px* mask, Px* dst) {
+  if constexpr (std::is_same_v<Px, RX_Pixel8> && has_vector_matte_row(Mode)) {
+    if (has_ssse3()) {
+      const RX_Pixel8* weights = HasMask ? mask : nullptr;
+      return has_avx2() ? matte_row_avx2(Mode, width, mode->opacity, src, weights, dst)
+                        : matte_row_ssse3(Mode, width, mode->opacity, src, weights, dst);
+    }
+  }
   if (mode->opacity == Arith<Px>::white) {
     mode_row_loop<Px, Mode, HasMask, true>(width, mode->opacity, src, mask, dst);
   } else {

@@ -22,4 +22,12 @@ RX_Err over_row_ssse3(int32_t width, uint8_t opacity, const RX_Pixel8* src, cons
 RX_Err over_row_avx2(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
                      RX_Pixel8* dst);
 
+// The matte modes without tables (Add, Multiply, Screen, Overlay,
+// HardLight, Darken, Lighten, Difference, Exclusion) on a matted dst,
+// equal to the scalar body.
+RX_Err matte_row_ssse3(int32_t mode, int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                       RX_Pixel8* dst);
+RX_Err matte_row_avx2(int32_t mode, int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                      RX_Pixel8* dst);
+
 }  // namespace rx::blend
