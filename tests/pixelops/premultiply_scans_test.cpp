@@ -291,6 +291,60 @@ TEST_F(PremultiplyScan8, CountBelowOneTouchesNothing) {
 
 // ---- 8-bit alpha combine ----
 
+// The colour channels of the mask rows are never read: the same mask
+// alphas under three kinds of colour junk (the usual varied junk, all
+// channels cleared, all channels at an extreme) give byte-equal results,
+// in both forms, with and without the second mask, over a line long
+// enough to reach the vector bodies and their tails.
+template <class Px, class Fn>
+void check_mask_colours_unread(int slot, const std::vector<decltype(Px{}.alpha)>& values,
+                               const std::vector<decltype(Px{}.alpha)>& opacities,
+                               decltype(Px{}.alpha) extreme) {
+  using Cv = decltype(Px{}.alpha);
+  const size_t n = values.size() * 3 + 5;
+  std::vector<Cv> mask(n), mask2(n);
+  std::vector<Px> start(n);
+  for (size_t i = 0; i < n; ++i) {
+    mask[i] = values[i % values.size()];
+    mask2[i] = values[(i * 7 + 3) % values.size()];
+    start[i] = {values[(i / values.size() + i * 5) % values.size()], Cv(i % 11), Cv(i % 13), Cv(1)};
+  }
+  std::vector<std::vector<Px>> masks(3, rxtest::mask_pixels<Px>(mask));
+  std::vector<std::vector<Px>> masks2(3, rxtest::mask_pixels<Px>(mask2));
+  for (size_t k = 1; k < 3; ++k) {
+    const Cv fill = k == 1 ? Cv(0) : extreme;
+    for (size_t i = 0; i < n; ++i) {
+      masks[k][i] = {mask[i], fill, fill, fill};
+      masks2[k][i] = {mask2[i], fill, fill, fill};
+    }
+  }
+  const auto masks_before = masks, masks2_before = masks2;
+  for (int vector = 0; vector <= 1; ++vector) {
+    const Fn fn = form<Fn>(slot, vector);
+    ASSERT_NE(fn, nullptr);
+    for (Cv opacity : opacities) {
+      for (bool with_mask2 : {false, true}) {
+        std::vector<std::vector<Px>> out(3, start);
+        for (size_t k = 0; k < 3; ++k) {
+          EXPECT_EQ(fn(int32_t(n), masks[k].data(), opacity, with_mask2 ? masks2[k].data() : nullptr,
+                       out[k].data()),
+                    RX_Result_OK);
+        }
+        for (size_t k = 1; k < 3; ++k) {
+          EXPECT_EQ(0, std::memcmp(out[0].data(), out[k].data(), n * sizeof(Px)))
+              << "form " << vector << ", opacity " << double(opacity)
+              << (with_mask2 ? ", second mask" : "") << ": junk " << k
+              << " in the mask colours changed the result";
+        }
+      }
+    }
+  }
+  for (size_t k = 0; k < 3; ++k) {
+    EXPECT_EQ(0, std::memcmp(masks[k].data(), masks_before[k].data(), n * sizeof(Px)));
+    EXPECT_EQ(0, std::memcmp(masks2[k].data(), masks2_before[k].data(), n * sizeof(Px)));
+  }
+}
+
 using Combine8 = RX_AlphaCombineScan8;
 
 uint32_t combine8(uint32_t mask, uint32_t opacity, const uint8_t* mask2, uint32_t d) {
@@ -376,6 +430,12 @@ TEST_F(PremultiplyScan8, AlphaCombineWithEverySecondMaskValue) {
       }
     }
   }
+}
+
+TEST_F(PremultiplyScan8, AlphaCombineReadsOnlyTheAlphaOfTheMaskRows) {
+  std::vector<uint8_t> values(256);
+  for (uint32_t v = 0; v < 256; ++v) values[v] = uint8_t(v);
+  check_mask_colours_unread<RX_Pixel8, Combine8>(41, values, {0, 1, 77, 128, 254, 255}, 255);
 }
 
 TEST_F(PremultiplyScan8, AlphaCombineCountBelowOneTouchesNothing) {
@@ -602,6 +662,15 @@ TEST_F(PremultiplyScan16, AlphaCombineIsTheUnionWithMaskTimesOpacityInBothForms)
   }
 }
 
+TEST_F(PremultiplyScan16, AlphaCombineReadsOnlyTheAlphaOfTheMaskRows) {
+  std::vector<uint16_t> values;
+  for (uint32_t x = 0; x <= 32768; x += 131) values.push_back(uint16_t(x));
+  for (uint32_t x : {1u, 16383u, 16384u, 16385u, 32767u, 32768u}) values.push_back(uint16_t(x));
+  // 65535 lies outside the range: a scan reading a colour word would show it.
+  check_mask_colours_unread<RX_Pixel16, Combine16>(78, values, {0, 1, 5000, 16384, 32767, 32768},
+                                                   65535);
+}
+
 // ---- float: a spread ----
 
 std::vector<float> spread() {
@@ -782,6 +851,12 @@ TEST_F(PremultiplyScanFloat, AlphaCombineIsTheUnionWithMaskTimesOpacityInBothFor
       }
     }
   }
+}
+
+TEST_F(PremultiplyScanFloat, AlphaCombineReadsOnlyTheAlphaOfTheMaskRows) {
+  // NaN colours in a mask row would spread into any alpha that read them.
+  check_mask_colours_unread<RX_PixelFloat, CombineF>(
+      112, spread(), {0.0f, 1.0f, 0.5f, 0.3f, 2.0f}, std::numeric_limits<float>::quiet_NaN());
 }
 
 }  // namespace

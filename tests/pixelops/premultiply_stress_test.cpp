@@ -58,9 +58,20 @@ void run_depth(std::mt19937& rng, Checksum& sum, int first_scan_slot, int alpha_
       const int32_t y = int32_t(rng() % h);
       scan(w, nullptr, &world.at(0, y));
     }
+    // Mask rows: the alpha holds the mask value, the colours junk that
+    // no combine may read.
     std::vector<Px> mask(static_cast<size_t>(w)), mask2(static_cast<size_t>(w));
-    for (auto& m : mask) m.alpha = Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
-    for (auto& m : mask2) m.alpha = Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
+    const auto mask_value = [&rng]() {
+      return Cv(sizeof(Px) == 16 ? float(rng() % 1000) / 999.0f
+                                 : float(rng() % (sizeof(Px) == 4 ? 256 : 32769)));
+    };
+    const auto junk = [&rng]() {
+      if constexpr (sizeof(Px) == 16) return Cv(float(int32_t(rng() % 2001) - 1000) / 7.0f);
+      else return Cv(rng());
+    };
+    for (auto* row : {&mask, &mask2}) {
+      for (auto& m : *row) m = {mask_value(), junk(), junk(), junk()};
+    }
     const Cv opacity = Cv(sizeof(Px) == 16 ? 0.75f : sizeof(Px) == 4 ? 200.0f : 20000.0f);
     const auto combine = reinterpret_cast<Combine>(RXp_G_OverFuncs[alpha_slot]);
     combine(w, mask.data(), opacity, (round % 2) ? mask2.data() : nullptr, &world.at(0, 0));

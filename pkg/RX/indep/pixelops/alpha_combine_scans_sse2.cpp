@@ -81,9 +81,16 @@ RX_Err alpha_combine16(int32_t count, const RX_Pixel16* mask, uint16_t opacity,
   return RX_Result_OK;
 }
 
-// Float: four pixels transposed so that their alphas share a register.
+// Float: a pixel is one register with its alpha in lane 0.
+inline __m128 load_pixel(const RX_PixelFloat* p) { return _mm_loadu_ps(reinterpret_cast<const float*>(p)); }
+
+// The alphas of four loaded pixels, brought into one register in order.
+inline __m128 alphas_of(__m128 p0, __m128 p1, __m128 p2, __m128 p3) {
+  return _mm_movelh_ps(_mm_unpacklo_ps(p0, p1), _mm_unpacklo_ps(p2, p3));
+}
+
 inline __m128 four_alphas(const RX_PixelFloat* p) {
-  return _mm_setr_ps(p[0].alpha, p[1].alpha, p[2].alpha, p[3].alpha);
+  return alphas_of(load_pixel(p), load_pixel(p + 1), load_pixel(p + 2), load_pixel(p + 3));
 }
 
 RX_Err alpha_combine_float(int32_t count, const RX_PixelFloat* mask, float opacity,
@@ -95,10 +102,18 @@ RX_Err alpha_combine_float(int32_t count, const RX_PixelFloat* mask, float opaci
   for (; i + 4 <= count; i += 4) {
     __m128 b = _mm_mul_ps(four_alphas(mask + i), opacity_v);
     if (mask2) b = _mm_mul_ps(b, four_alphas(mask2 + i));
-    const __m128 d = _mm_setr_ps(dst[i].alpha, dst[i + 1].alpha, dst[i + 2].alpha, dst[i + 3].alpha);
-    alignas(16) float result[4];
-    _mm_store_ps(result, _mm_sub_ps(one, _mm_mul_ps(_mm_sub_ps(one, b), _mm_sub_ps(one, d))));
-    for (int k = 0; k < 4; ++k) dst[i + k].alpha = result[k];
+    RX_PixelFloat* at = dst + i;
+    const __m128 p0 = load_pixel(at), p1 = load_pixel(at + 1), p2 = load_pixel(at + 2),
+                 p3 = load_pixel(at + 3);
+    const __m128 d = alphas_of(p0, p1, p2, p3);
+    const __m128 r = _mm_sub_ps(one, _mm_mul_ps(_mm_sub_ps(one, b), _mm_sub_ps(one, d)));
+    // Each new alpha goes back into lane 0 of its pixel; the colours are
+    // stored as they were loaded, bit for bit.
+    float* out = reinterpret_cast<float*>(at);
+    _mm_storeu_ps(out, _mm_move_ss(p0, r));
+    _mm_storeu_ps(out + 4, _mm_move_ss(p1, _mm_shuffle_ps(r, r, _MM_SHUFFLE(1, 1, 1, 1))));
+    _mm_storeu_ps(out + 8, _mm_move_ss(p2, _mm_shuffle_ps(r, r, _MM_SHUFFLE(2, 2, 2, 2))));
+    _mm_storeu_ps(out + 12, _mm_move_ss(p3, _mm_shuffle_ps(r, r, _MM_SHUFFLE(3, 3, 3, 3))));
   }
   if (i < count) alpha_combine_scan<RX_PixelFloat>(count - i, mask + i, opacity, mask2 ? mask2 + i : nullptr, dst + i);
   return RX_Result_OK;
