@@ -94,6 +94,19 @@ TEST_F(TransferEdge, FloatOverWithSubnormalAlphasKeepsASubnormalAlphaAndWhiteCol
   EXPECT_EQ(dst.blue, 1.0f);
 }
 
+TEST_F(TransferEdge, FloatMatteModesAtFullSourceAlphaGiveAlphaExactlyOne) {
+  for (int mode : {RX_Xfer_Add, RX_Xfer_Multiply, RX_Xfer_Screen, RX_Xfer_Overlay, RX_Xfer_SoftLight,
+                   RX_Xfer_HardLight, RX_Xfer_Darken, RX_Xfer_Lighten, RX_Xfer_Difference, RX_Xfer_ColorDodge,
+                   RX_Xfer_ColorBurn, RX_Xfer_Exclusion}) {
+    for (float da : {0.0f, 0.1f, 0.452378213f, 0.603587925f, 0.999f}) {
+      const RX_PixelFloat src{1.0f, 0.3f, 0.0f, 0.8f};
+      RX_PixelFloat dst{da, 0.45f, 0.5f, 0.1f};
+      RXp_G_Xfer1_tableF[mode](&src, nullptr, &dst);
+      EXPECT_EQ(dst.alpha, 1.0f) << RX_TransferModeName(mode) << " da " << da;
+    }
+  }
+}
+
 TEST_F(TransferEdge, FloatMattedModesWithSubnormalUnionStayFinite) {
   const float tiny = std::numeric_limits<float>::denorm_min() * 7;
   for (int mode = 0; mode < 39; ++mode) {

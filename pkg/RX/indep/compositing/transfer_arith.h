@@ -135,9 +135,13 @@ struct Arith<RX_PixelFloat> {
 
   static V mul(V x, V y) { return x * y; }
   static V inv(V x) { return 1.0f - x; }
-  // 1 - (1 - a)(1 - b), formed as a + b - ab so that small alphas survive:
-  // two subnormal alphas unite to a subnormal, not to 0.
-  static V unite(V a, V b) { return a + b - a * b; }
+  // 1 - (1 - a)(1 - b), formed as hi + lo (1 - hi) with hi the larger:
+  // exactly 1 when either is 1, and two subnormal alphas unite to a
+  // subnormal, not to 0.
+  static V unite(V a, V b) {
+    const V hi = a > b ? a : b, lo = a > b ? b : a;
+    return hi + lo * (1.0f - hi);
+  }
   static bool cannot_divide(V a) {
     const int kind = std::fpclassify(a);
     return kind == FP_ZERO || kind == FP_SUBNORMAL;
