@@ -13,7 +13,6 @@
 namespace rx::blend::matte_simd {
 
 using over_simd::mul8_16;
-using over_simd::mul8_32;
 using over_simd::signed_blend;
 
 // One mode on two pixels in 16-bit lanes: source s, matted dst m, weight
@@ -70,9 +69,7 @@ void matte_loop(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_P
   const I opacity_v = S::set32(opacity);
   for (; i + kStep <= width; i += kStep) {
     const I s = S::load(src + i);
-    I sa = S::bit_and(s, alpha_bytes);
-    if constexpr (!FullOpacity) sa = mul8_32<S>(sa, opacity_v);
-    if constexpr (WithMask) sa = mul8_32<S>(S::bit_and(S::load(mask + i), alpha_bytes), sa);
+    const I sa = over_simd::weights<S, FullOpacity, WithMask>(s, opacity_v, WithMask ? mask + i : nullptr);
     const I transparent = S::cmpeq32(sa, zero);
     if (S::all(transparent)) continue;
     const I d = S::load(dst + i);
@@ -90,33 +87,20 @@ void matte_loop(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_P
 }
 
 template <class S, int Mode>
-int32_t matte_whole_registers(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
-                              RX_Pixel8* dst) {
-  int32_t i = 0;
-  if (opacity == 255) {
-    mask ? matte_loop<S, Mode, true, true>(width, opacity, src, mask, dst, i)
-         : matte_loop<S, Mode, true, false>(width, opacity, src, mask, dst, i);
-  } else {
-    mask ? matte_loop<S, Mode, false, true>(width, opacity, src, mask, dst, i)
-         : matte_loop<S, Mode, false, false>(width, opacity, src, mask, dst, i);
-  }
-  return i;
-}
+struct MatteLoop {
+  template <bool FullOpacity, bool WithMask>
+  struct Form {
+    static void run(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst,
+                    int32_t& i) {
+      matte_loop<S, Mode, FullOpacity, WithMask>(width, opacity, src, mask, dst, i);
+    }
+  };
+};
 
 // A whole line, the last few pixels on a padded copy as in the Over row.
 template <class S, int Mode>
 void matte_row(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
-  const int32_t done = matte_whole_registers<S, Mode>(width, opacity, src, mask, dst);
-  if (done == width) return;
-  const int32_t count = width - done;
-  RX_Pixel8 s[S::pixels] = {}, m[S::pixels] = {}, d[S::pixels] = {};
-  for (int32_t k = 0; k < count; ++k) {
-    s[k] = src[done + k];
-    d[k] = dst[done + k];
-    if (mask) m[k] = mask[done + k];
-  }
-  matte_whole_registers<S, Mode>(S::pixels, opacity, s, mask ? m : nullptr, d);
-  for (int32_t k = 0; k < count; ++k) dst[done + k] = d[k];
+  over_simd::whole_line<S::pixels, MatteLoop<S, Mode>::template Form>(width, opacity, src, mask, dst);
 }
 
 // The row of a mode by its number; false for a mode without a vector form.

@@ -64,6 +64,52 @@ typename S::I over_general(typename S::I s, typename S::I d, typename S::I sa, t
   return S::bit_or(S::andnot(alpha_bytes, S::pack_u8(halves[0], halves[1])), r);
 }
 
+// The weights of a register of pixels, in the low byte of 32-bit lanes:
+// mul(alpha, opacity), then mul(mask alpha, .), as the scalar rows weigh.
+template <class S, bool FullOpacity, bool WithMask>
+typename S::I weights(typename S::I s, typename S::I opacity, const RX_Pixel8* mask) {
+  const typename S::I alpha_bytes = S::set32(0xFF);
+  typename S::I sa = S::bit_and(s, alpha_bytes);
+  if constexpr (!FullOpacity) sa = mul8_32<S>(sa, opacity);
+  if constexpr (WithMask) sa = mul8_32<S>(S::bit_and(S::load(mask), alpha_bytes), sa);
+  return sa;
+}
+
+// Runs Loop<FullOpacity, WithMask> over as many whole registers as the
+// line holds; gives the first pixel left.
+template <template <bool, bool> class Loop>
+int32_t whole_registers(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
+                        RX_Pixel8* dst) {
+  int32_t i = 0;
+  if (opacity == 255) {
+    mask ? Loop<true, true>::run(width, opacity, src, mask, dst, i)
+         : Loop<true, false>::run(width, opacity, src, mask, dst, i);
+  } else {
+    mask ? Loop<false, true>::run(width, opacity, src, mask, dst, i)
+         : Loop<false, false>::run(width, opacity, src, mask, dst, i);
+  }
+  return i;
+}
+
+// A whole line: whole registers, then the last few pixels through the
+// same arithmetic on a padded copy, where transparent source pixels fill
+// the rest and change nothing. So every pixel of a line gets the same
+// result wherever the line starts in memory and however long it is.
+template <int32_t Pixels, template <bool, bool> class Loop>
+void whole_line(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
+  const int32_t done = whole_registers<Loop>(width, opacity, src, mask, dst);
+  if (done >= width) return;
+  const int32_t count = width - done;
+  RX_Pixel8 s[Pixels] = {}, m[Pixels] = {}, d[Pixels] = {};
+  for (int32_t k = 0; k < count; ++k) {
+    s[k] = src[done + k];
+    d[k] = dst[done + k];
+    if (mask) m[k] = mask[done + k];
+  }
+  whole_registers<Loop>(Pixels, opacity, s, mask ? m : nullptr, d);
+  for (int32_t k = 0; k < count; ++k) dst[done + k] = d[k];
+}
+
 template <class S, bool FullOpacity, bool WithMask>
 void over_loop(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst,
                int32_t& i) {
@@ -73,9 +119,7 @@ void over_loop(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pi
   const I opacity_v = S::set32(opacity);
   for (; i + kStep <= width; i += kStep) {
     const I s = S::load(src + i);
-    I sa = S::bit_and(s, alpha_bytes);
-    if constexpr (!FullOpacity) sa = mul8_32<S>(sa, opacity_v);
-    if constexpr (WithMask) sa = mul8_32<S>(S::bit_and(S::load(mask + i), alpha_bytes), sa);
+    const I sa = weights<S, FullOpacity, WithMask>(s, opacity_v, WithMask ? mask + i : nullptr);
     const I transparent = S::cmpeq32(sa, zero);
     if (S::all(transparent)) continue;
     const I opaque = S::cmpeq32(sa, white);
@@ -96,43 +140,20 @@ void over_loop(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pi
   }
 }
 
-// The vector loops for as many whole registers as the line holds; gives
-// the first pixel left.
 template <class S>
-int32_t over_whole_registers(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask,
-                             RX_Pixel8* dst) {
-  int32_t i = 0;
-  if (opacity == 255) {
-    mask ? over_loop<S, true, true>(width, opacity, src, mask, dst, i)
-         : over_loop<S, true, false>(width, opacity, src, mask, dst, i);
-  } else {
-    mask ? over_loop<S, false, true>(width, opacity, src, mask, dst, i)
-         : over_loop<S, false, false>(width, opacity, src, mask, dst, i);
-  }
-  return i;
-}
+struct OverLoop {
+  template <bool FullOpacity, bool WithMask>
+  struct Form {
+    static void run(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst,
+                    int32_t& i) {
+      over_loop<S, FullOpacity, WithMask>(width, opacity, src, mask, dst, i);
+    }
+  };
+};
 
-// Fewer pixels than a register holds, through the same arithmetic on a
-// padded copy: transparent source pixels fill the rest and change nothing.
-// So every pixel of a line gets the same result wherever the line starts
-// in memory and however long it is.
-template <class S>
-void over_short(int32_t count, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
-  RX_Pixel8 s[S::pixels] = {}, m[S::pixels] = {}, d[S::pixels] = {};
-  for (int32_t i = 0; i < count; ++i) {
-    s[i] = src[i];
-    d[i] = dst[i];
-    if (mask) m[i] = mask[i];
-  }
-  over_whole_registers<S>(S::pixels, opacity, s, mask ? m : nullptr, d);
-  for (int32_t i = 0; i < count; ++i) dst[i] = d[i];
-}
-
-// A whole line: registers, then the rest on a padded copy.
 template <class S>
 void over_row(int32_t width, uint8_t opacity, const RX_Pixel8* src, const RX_Pixel8* mask, RX_Pixel8* dst) {
-  const int32_t done = over_whole_registers<S>(width, opacity, src, mask, dst);
-  if (done < width) over_short<S>(width - done, opacity, src + done, mask ? mask + done : nullptr, dst + done);
+  whole_line<S::pixels, OverLoop<S>::template Form>(width, opacity, src, mask, dst);
 }
 
 }  // namespace rx::blend::over_simd
