@@ -67,10 +67,10 @@ template <class T>
 void write_rgba(const std::string& path, int w, int h, const std::vector<T>& rgba, OIIO::TypeDesc type) {
   auto out = OIIO::ImageOutput::create(path);
   ASSERT_TRUE(out) << path;
-  OIIO::ImageSpec spec(w, h, 4, type);
-  spec.alpha_channel = 3;
-  spec.attribute("oiio:UnassociatedAlpha", 1);
-  ASSERT_TRUE(out->open(path, spec));
+  OIIO::ImageSpec layout(w, h, 4, type);
+  layout.alpha_channel = 3;
+  layout.attribute("oiio:UnassociatedAlpha", 1);
+  ASSERT_TRUE(out->open(path, layout));
   ASSERT_TRUE(out->write_image(type, rgba.data()));
   ASSERT_TRUE(out->close());
 }
@@ -82,9 +82,10 @@ std::vector<T> read_rgba(const std::string& path, OIIO::TypeDesc type, int* w, i
   auto in = OIIO::ImageInput::open(path, &config);
   EXPECT_TRUE(in) << path;
   if (!in) return {};
-  *w = in->spec().width;
-  *h = in->spec().height;
-  EXPECT_EQ(in->spec().nchannels, 4);
+  const OIIO::ImageSpec& layout = in->spec();
+  *w = layout.width;
+  *h = layout.height;
+  EXPECT_EQ(layout.nchannels, 4);
   std::vector<T> rgba(size_t(*w) * size_t(*h) * 4);
   EXPECT_TRUE(in->read_image(0, 0, 0, 4, type, rgba.data()));
   return rgba;
@@ -235,8 +236,8 @@ TEST_F(RxTool, FilesWithoutAlphaLoadOpaqueAndGreyFilesGiveGreyColour) {
     const std::string path = at("plain" + std::to_string(channels) + ".png");
     auto out = OIIO::ImageOutput::create(path);
     ASSERT_TRUE(out);
-    const OIIO::ImageSpec spec(2, 1, channels, OIIO::TypeDesc::UINT8);
-    ASSERT_TRUE(out->open(path, spec));
+    const OIIO::ImageSpec layout(2, 1, channels, OIIO::TypeDesc::UINT8);
+    ASSERT_TRUE(out->open(path, layout));
     const uint8_t values[6] = {10, 20, 30, 40, 50, 60};
     ASSERT_TRUE(out->write_image(OIIO::TypeDesc::UINT8, values));
     ASSERT_TRUE(out->close());

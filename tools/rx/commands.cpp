@@ -104,10 +104,10 @@ std::string describe_file(const std::string& path) {
     std::string why = OIIO::geterror();
     throw ToolError("cannot read " + path + ": " + (why.empty() ? "not an image this tool can read" : why));
   }
-  const OIIO::ImageSpec& spec = in->spec();
+  const OIIO::ImageSpec& layout = in->spec();
   std::ostringstream out;
-  out << spec.width << "x" << spec.height << ", " << spec.nchannels << " channels, " << spec.format.c_str()
-      << (spec.alpha_channel >= 0 ? ", with alpha" : "");
+  out << layout.width << "x" << layout.height << ", " << layout.nchannels << " channels, " << layout.format.c_str()
+      << (layout.alpha_channel >= 0 ? ", with alpha" : "");
   return out.str();
 }
 

@@ -43,11 +43,11 @@ struct ChannelMap {
   int alpha;
 };
 
-ChannelMap map_channels(const OIIO::ImageSpec& spec) {
-  ChannelMap map{{0, 0, 0}, spec.alpha_channel};
-  if (map.alpha < 0 && (spec.nchannels == 2 || spec.nchannels >= 4)) map.alpha = spec.nchannels == 2 ? 1 : 3;
+ChannelMap map_channels(const OIIO::ImageSpec& layout) {
+  ChannelMap map{{0, 0, 0}, layout.alpha_channel};
+  if (map.alpha < 0 && (layout.nchannels == 2 || layout.nchannels >= 4)) map.alpha = layout.nchannels == 2 ? 1 : 3;
   int found = 0;
-  for (int c = 0; c < spec.nchannels && found < 3; ++c) {
+  for (int c = 0; c < layout.nchannels && found < 3; ++c) {
     if (c != map.alpha) map.colour[found++] = c;
   }
   for (int k = found; k < 3; ++k) map.colour[k] = map.colour[0];  // grey
@@ -110,14 +110,14 @@ Picture load_picture(const std::string& path, bool premultiplied) {
     if (why.empty()) why = "not an image this tool can read";
     throw ToolError("cannot read " + path + ": " + why);
   }
-  const OIIO::ImageSpec spec = in->spec();
-  const int channels = spec.nchannels;
-  const ChannelMap map = map_channels(spec);
-  Picture picture(spec.width, spec.height, depth_of(spec.format));
+  const OIIO::ImageSpec layout = in->spec();
+  const int channels = layout.nchannels;
+  const ChannelMap map = map_channels(layout);
+  Picture picture(layout.width, layout.height, depth_of(layout.format));
   auto read = [&](OIIO::TypeDesc type, void* data) {
     if (!in->read_image(0, 0, 0, channels, type, data)) throw ToolError("cannot read " + path + ": " + in->geterror());
   };
-  const size_t count = size_t(spec.width) * size_t(spec.height) * size_t(channels);
+  const size_t count = size_t(layout.width) * size_t(layout.height) * size_t(channels);
   if (picture.depth() == 8) {
     std::vector<uint8_t> values(count);
     read(OIIO::TypeDesc::UINT8, values.data());
@@ -144,10 +144,10 @@ void save_picture(const Picture& picture, const std::string& path, bool premulti
   const OIIO::TypeDesc type = picture.depth() == 8    ? OIIO::TypeDesc::UINT8
                               : picture.depth() == 16 ? OIIO::TypeDesc::UINT16
                                                       : OIIO::TypeDesc::FLOAT;
-  OIIO::ImageSpec spec(picture.width(), picture.height(), channels, type);
-  if (channels == 4) spec.alpha_channel = 3;
-  spec.attribute("oiio:UnassociatedAlpha", 1);
-  if (!out->open(path, spec)) throw ToolError("cannot write " + path + ": " + out->geterror());
+  OIIO::ImageSpec layout(picture.width(), picture.height(), channels, type);
+  if (channels == 4) layout.alpha_channel = 3;
+  layout.attribute("oiio:UnassociatedAlpha", 1);
+  if (!out->open(path, layout)) throw ToolError("cannot write " + path + ": " + out->geterror());
   bool written_ok = false;
   if (picture.depth() == 8) {
     const auto values = to_file_values<RX_Pixel8, uint8_t>(written, channels, [](uint8_t v) { return v; });
