@@ -64,6 +64,15 @@ class BornPackage : public ::testing::Test {
   void TearDown() override { EXPECT_EQ(RX_Death(), RX_Result_OK); }
 };
 
+// The package born for a scope inside a test.
+class Born {
+ public:
+  Born() { EXPECT_EQ(RX_Birth(), RX_Result_OK); }
+  ~Born() { EXPECT_EQ(RX_Death(), RX_Result_OK); }
+  Born(const Born&) = delete;
+  Born& operator=(const Born&) = delete;
+};
+
 // A world over memory the test owns, with a chosen row padding (in bytes)
 // and a byte offset of its first pixel from a 16-byte boundary.
 template <class Px>

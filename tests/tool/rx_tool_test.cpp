@@ -1,8 +1,11 @@
 // The rx tool run as a person runs it: on files the test writes, with the
 // results read back and compared with RX_TransferRect called directly on
 // the same pixels; and on bad input, where one line on stderr and a
-// non-zero status are all that may come out.
+// non-zero status are all that may come out. The runs happen in process
+// through rxtool::run; the program itself is started only where the
+// process matters (its exit status, --help).
 #include <OpenImageIO/imageio.h>
+#include <lcms2.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,11 +20,14 @@
 #include <sstream>
 #include <vector>
 
-#include "commands.h"
+#include "commands/commands.h"
+#include "interrupts.h"
 #include "linear_tables.h"
-#include "progress.h"
-#include "tool_error.h"
+#include "package_calls.h"
+#include "picture.h"
 #include "rx_test_support.h"
+#include "tool.h"
+#include "tool_error.h"
 
 namespace {
 
@@ -32,21 +38,33 @@ struct ToolRun {
   std::string out, err;
 };
 
+// The words of a command line; the tests' paths hold no spaces.
+std::vector<std::string> words_of(const std::string& command_line) {
+  std::vector<std::string> words{"rx"};
+  std::istringstream in(command_line);
+  for (std::string word; in >> word;) words.push_back(word);
+  return words;
+}
+
 class RxTool : public ::testing::Test {
  protected:
   void SetUp() override {
     dir_ = fs::temp_directory_path() / ("rx-tool-test-" + std::to_string(::getpid()) + "-" +
                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::create_directories(dir_);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
   }
-  void TearDown() override {
-    EXPECT_EQ(RX_Death(), RX_Result_OK);
-    fs::remove_all(dir_);
-  }
+  void TearDown() override { fs::remove_all(dir_); }
   std::string at(const std::string& name) const { return (dir_ / name).string(); }
 
+  // rx run in this process, as main() runs it.
   ToolRun rx(const std::string& arguments) const {
+    std::ostringstream out, err;
+    const int status = rxtool::run(words_of(arguments), {out, err});
+    return {status, out.str(), err.str()};
+  }
+
+  // The rx program started as a process of its own.
+  ToolRun rx_program(const std::string& arguments) const {
     const std::string out = at("stdout.txt"), err = at("stderr.txt");
     const std::string command = std::string(RX_TOOL_PATH) + " " + arguments + " > " + out + " 2> " + err;
     const int raw = std::system(command.c_str());
@@ -144,6 +162,7 @@ TEST_F(RxTool, CompositeWritesWhatTheTransferRectangleGivesAt8Bits) {
     ASSERT_EQ(run.status, 0) << c.options << ": " << run.err;
     EXPECT_EQ(run.err, "");
 
+    rxtest::Born born;
     auto same = [](uint8_t v) { return v; };
     auto dst = world_from<RX_Pixel8>(background, 37, 23, same);
     auto src = world_from<RX_Pixel8>(layer, 19, 13, same);
@@ -180,6 +199,17 @@ TEST_F(RxTool, SixteenBitFilesScale65535To32768AndBackAndFloatFilesStayFloat) {
   const ToolRun run = rx("composite " + at("bg.tif") + " " + at("layer.tif") + " -o " + at("out.tif") +
                      " --mode overlay --at 3,2");
   ASSERT_EQ(run.status, 0) << run.err;
+
+  std::vector<float> fbg(6 * 5 * 4), flayer(6 * 5 * 4);
+  for (auto& v : fbg) v = float(rng() % 1000) / 999.0f;
+  for (auto& v : flayer) v = float(rng() % 1000) / 999.0f;
+  write_rgba(at("bg.exr"), 6, 5, fbg, OIIO::TypeDesc::FLOAT);
+  write_rgba(at("layer.exr"), 6, 5, flayer, OIIO::TypeDesc::FLOAT);
+  ASSERT_EQ(rx("info " + at("bg.exr")).out, at("bg.exr") + ": 6x5, 4 channels, float, with alpha\n");
+  const ToolRun frun = rx("composite " + at("bg.exr") + " " + at("layer.exr") + " -o " + at("out.exr") + " --mode add");
+  ASSERT_EQ(frun.status, 0) << frun.err;
+
+  rxtest::Born born;
   auto in = [](uint16_t v) { return uint16_t((uint32_t(v) * 32768 + 32767) / 65535); };
   auto dst = world_from<RX_Pixel16>(background, 12, 8, in);
   auto src = world_from<RX_Pixel16>(layer, 5, 4, in);
@@ -197,14 +227,6 @@ TEST_F(RxTool, SixteenBitFilesScale65535To32768AndBackAndFloatFilesStayFloat) {
     }
   }
 
-  std::vector<float> fbg(6 * 5 * 4), flayer(6 * 5 * 4);
-  for (auto& v : fbg) v = float(rng() % 1000) / 999.0f;
-  for (auto& v : flayer) v = float(rng() % 1000) / 999.0f;
-  write_rgba(at("bg.exr"), 6, 5, fbg, OIIO::TypeDesc::FLOAT);
-  write_rgba(at("layer.exr"), 6, 5, flayer, OIIO::TypeDesc::FLOAT);
-  ASSERT_EQ(rx("info " + at("bg.exr")).out, at("bg.exr") + ": 6x5, 4 channels, float, with alpha\n");
-  const ToolRun frun = rx("composite " + at("bg.exr") + " " + at("layer.exr") + " -o " + at("out.exr") + " --mode add");
-  ASSERT_EQ(frun.status, 0) << frun.err;
   auto as_is = [](float v) { return v; };
   auto fdst = world_from<RX_PixelFloat>(fbg, 6, 5, as_is);
   auto fsrc = world_from<RX_PixelFloat>(flayer, 6, 5, as_is);
@@ -331,6 +353,7 @@ TEST_F(RxTool, CtrlCStopsACompositeWithStatus130AndWritesNothing) {
   rxtool::CompositeOptions options;
   options.background = options.layer = at("a.png");
   options.output = at("out.png");
+  rxtool::PackageSession package;
   rxtool::catch_interrupts();
   std::raise(SIGINT);  // as if Ctrl-C came while the files were read
   ASSERT_TRUE(rxtool::interrupted());
@@ -345,16 +368,104 @@ TEST_F(RxTool, CtrlCStopsACompositeWithStatus130AndWritesNothing) {
 }
 
 TEST_F(RxTool, HelpSaysWhatEachSubcommandDoes) {
-  const ToolRun run = rx("--help");
+  const ToolRun run = rx_program("--help");
   EXPECT_EQ(run.status, 0);
   for (const char* word : {"composite", "convert", "info", "modes", "demo"}) {
     EXPECT_NE(run.out.find(word), std::string::npos) << word;
   }
-  const ToolRun composite = rx("composite --help");
+  const ToolRun composite = rx_program("composite --help");
+  EXPECT_EQ(composite.status, 0);
   for (const char* option : {"--mode", "--opacity", "--at", "--matte", "--matte-kind", "--field", "--keep-alpha",
                              "--seed", "--linear", "--depth", "--premultiplied"}) {
     EXPECT_NE(composite.out.find(option), std::string::npos) << option;
   }
+}
+
+TEST_F(RxTool, TheProgramExitsWithTheStatusOfItsRunAndOneLine) {
+  write_rgba(at("a.png"), 2, 2, std::vector<uint8_t>(16, 200), OIIO::TypeDesc::UINT8);
+  ToolRun run = rx_program("modes");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, rx("modes").out);
+  EXPECT_EQ(run.err, "");
+  run = rx_program("info " + at("nowhere.png"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err.rfind("rx: cannot read " + at("nowhere.png") + ": ", 0), 0u) << run.err;
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+  // A report of the package reaches the line through the program's own sink.
+  run = rx_program("composite " + at("a.png") + " " + at("a.png") + " -o " + at("out.png") + " --mode -1");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "rx: compositing " + at("a.png") + " onto " + at("a.png") + ": unimplemented blending mode.\n");
+  run = rx_program("convert " + at("a.png") + " -o " + at("b.png") + " --depth 12");
+  EXPECT_NE(run.status, 0);
+  EXPECT_FALSE(fs::exists(at("b.png")));
+}
+
+// An sRGB profile as LittleCMS writes it: a real profile, which PNG accepts.
+std::vector<uint8_t> srgb_profile() {
+  cmsHPROFILE profile = cmsCreate_sRGBProfile();
+  cmsUInt32Number size = 0;
+  cmsSaveProfileToMem(profile, nullptr, &size);
+  std::vector<uint8_t> bytes(size);
+  cmsSaveProfileToMem(profile, bytes.data(), &size);
+  cmsCloseProfile(profile);
+  return bytes;
+}
+
+void write_with_colour(const std::string& path, const std::vector<uint8_t>& icc, const std::string& colour_space) {
+  auto out = OIIO::ImageOutput::create(path);
+  ASSERT_TRUE(out) << path;
+  OIIO::ImageSpec layout(3, 2, 4, OIIO::TypeDesc::UINT8);
+  layout.alpha_channel = 3;
+  layout.attribute("ICCProfile", OIIO::TypeDesc(OIIO::TypeDesc::UINT8, int(icc.size())), icc.data());
+  layout.attribute("oiio:ColorSpace", colour_space);
+  ASSERT_TRUE(out->open(path, layout));
+  const std::vector<uint8_t> pixels(3 * 2 * 4, 180);
+  ASSERT_TRUE(out->write_image(OIIO::TypeDesc::UINT8, pixels.data()));
+  ASSERT_TRUE(out->close());
+}
+
+std::vector<uint8_t> icc_of(const std::string& path) {
+  auto in = OIIO::ImageInput::open(path);
+  if (!in) return {};
+  const OIIO::ParamValue* icc = in->spec().find_attribute("ICCProfile");
+  if (!icc) return {};
+  const auto* bytes = static_cast<const uint8_t*>(icc->data());
+  return {bytes, bytes + icc->type().size() * size_t(icc->nvalues())};
+}
+
+std::string colour_space_of(const std::string& path) {
+  auto in = OIIO::ImageInput::open(path);
+  return in ? in->spec().get_string_attribute("oiio:ColorSpace") : "";
+}
+
+TEST_F(RxTool, APictureCarriesItsColourMetadataFromReadingToWriting) {
+  const std::vector<uint8_t> icc = srgb_profile();
+  ASSERT_GT(icc.size(), 128u);
+  write_with_colour(at("in.png"), icc, "Rec709");
+
+  const rxtool::Picture picture = rxtool::load_picture(at("in.png"), false);
+  EXPECT_EQ(picture.colour.icc_profile, icc);
+  EXPECT_EQ(picture.colour.colour_space, "Rec709");
+
+  ASSERT_EQ(rx("convert " + at("in.png") + " -o " + at("deep.tif") + " --depth 16").status, 0);
+  EXPECT_EQ(icc_of(at("deep.tif")), icc);
+  ASSERT_EQ(rx("convert " + at("deep.tif") + " -o " + at("back.png") + " --depth 8").status, 0);
+  EXPECT_EQ(icc_of(at("back.png")), icc);
+
+  // The composite's picture is the background's, and so is its metadata.
+  write_rgba(at("layer.png"), 2, 2, std::vector<uint8_t>(16, 90), OIIO::TypeDesc::UINT8);
+  const ToolRun run = rx("composite " + at("in.png") + " " + at("layer.png") + " -o " + at("out.png"));
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(icc_of(at("out.png")), icc);
+  EXPECT_EQ(colour_space_of(at("out.png")), "Rec709");
+
+  // A format without profiles takes the picture without a word, also from
+  // the libraries beneath.
+  const ToolRun exr = rx_program("convert " + at("in.png") + " -o " + at("out.exr") + " --depth 32");
+  EXPECT_EQ(exr.status, 0) << exr.err;
+  EXPECT_EQ(exr.out, "");
+  EXPECT_EQ(exr.err, "");
 }
 
 }  // namespace

@@ -1,17 +1,31 @@
 // Calls into the package, with its reports turned into the tool's errors:
-// the host's report sink keeps the last report, and a failed call becomes
-// one line naming what the tool was doing and what the package said.
+// while a run is born, the host's report sink keeps the last report, and a
+// failed call becomes one line naming what the tool was doing and what the
+// package said.
 #pragma once
 
 #include <string>
 
 #include "RX.h"
+#include "RXHost.h"
 #include "tool_error.h"
 
 namespace rxtool {
 
-// Installs the sink that keeps the package's reports (once per process).
-void capture_package_reports();
+// The package born for the length of a run, with the tool's report sink
+// installed; death and the previous sink come back at the end.
+class PackageSession {
+ public:
+  PackageSession();
+  ~PackageSession();
+  PackageSession(const PackageSession&) = delete;
+  PackageSession& operator=(const PackageSession&) = delete;
+
+ private:
+  RXHost_ReportSink previous_sink_ = nullptr;
+  void* previous_refcon_ = nullptr;
+};
+
 // The last report of the package since the previous call, or "".
 std::string take_package_report();
 

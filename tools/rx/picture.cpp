@@ -4,6 +4,7 @@
 #include <OpenImageIO/imageio.h>
 
 #include <cstring>
+#include <sstream>
 #include <vector>
 
 #include "RX_World.h"
@@ -88,7 +89,31 @@ std::vector<FileValue> to_file_values(const Picture& picture, int channels, Conv
 Picture copy_of(const Picture& picture) {
   Picture copy(picture.width(), picture.height(), picture.depth());
   std::memcpy(copy.def()->data, picture.def()->data, size_t(picture.def()->row_stride) * size_t(picture.height()));
+  copy.colour = picture.colour;
   return copy;
+}
+
+constexpr const char* kIccProfile = "ICCProfile";
+constexpr const char* kColourSpace = "oiio:ColorSpace";
+
+ColourMetadata read_colour(const OIIO::ImageSpec& layout) {
+  ColourMetadata colour;
+  if (const OIIO::ParamValue* icc = layout.find_attribute(kIccProfile)) {
+    const auto* bytes = static_cast<const uint8_t*>(icc->data());
+    colour.icc_profile.assign(bytes, bytes + icc->type().size() * size_t(icc->nvalues()));
+  }
+  colour.colour_space = layout.get_string_attribute(kColourSpace);
+  return colour;
+}
+
+// OpenEXR files hold no ICC profile (OpenImageIO would only remark on one
+// on stdout), so it is left out there.
+void write_colour(const ColourMetadata& colour, const OIIO::ImageOutput& out, OIIO::ImageSpec& layout) {
+  if (!colour.icc_profile.empty() && std::string(out.format_name()) != "openexr") {
+    layout.attribute(kIccProfile, OIIO::TypeDesc(OIIO::TypeDesc::UINT8, int(colour.icc_profile.size())),
+                     colour.icc_profile.data());
+  }
+  if (!colour.colour_space.empty()) layout.attribute(kColourSpace, colour.colour_space);
 }
 
 }  // namespace
@@ -102,18 +127,23 @@ OIIO::ImageSpec straight_alpha_config() {
   return config;
 }
 
-Picture load_picture(const std::string& path, bool premultiplied) {
-  const OIIO::ImageSpec config = straight_alpha_config();
-  auto in = OIIO::ImageInput::open(path, &config);
+std::unique_ptr<OIIO::ImageInput> open_file(const std::string& path, const OIIO::ImageSpec* config) {
+  auto in = OIIO::ImageInput::open(path, config);
   if (!in) {
     std::string why = OIIO::geterror();
-    if (why.empty()) why = "not an image this tool can read";
-    throw ToolError("cannot read " + path + ": " + why);
+    throw ToolError("cannot read " + path + ": " + (why.empty() ? "not an image this tool can read" : why));
   }
+  return in;
+}
+
+Picture load_picture(const std::string& path, bool premultiplied) {
+  const OIIO::ImageSpec config = straight_alpha_config();
+  auto in = open_file(path, &config);
   const OIIO::ImageSpec layout = in->spec();
   const int channels = layout.nchannels;
   const ChannelMap map = map_channels(layout);
   Picture picture(layout.width, layout.height, depth_of(layout.format));
+  picture.colour = read_colour(layout);
   auto read = [&](OIIO::TypeDesc type, void* data) {
     if (!in->read_image(0, 0, 0, channels, type, data)) throw ToolError("cannot read " + path + ": " + in->geterror());
   };
@@ -147,6 +177,7 @@ void save_picture(const Picture& picture, const std::string& path, bool premulti
   OIIO::ImageSpec layout(picture.width(), picture.height(), channels, type);
   if (channels == 4) layout.alpha_channel = 3;
   layout.attribute("oiio:UnassociatedAlpha", 1);
+  write_colour(picture.colour, *out, layout);
   if (!out->open(path, layout)) throw ToolError("cannot write " + path + ": " + out->geterror());
   bool written_ok = false;
   if (picture.depth() == 8) {
@@ -196,10 +227,20 @@ Picture to_depth(const Picture& picture, int32_t depth, bool dither) {
   if (depth != 8 && depth != 16 && depth != 32) throw ToolError("depth must be 8, 16 or 32");
   if (depth == picture.depth()) return copy_of(picture);
   Picture converted(picture.width(), picture.height(), depth);
+  converted.colour = picture.colour;
   if (depth == 8) copy_into<RX_Pixel8>(picture, converted, dither);
   else if (depth == 16) copy_into<RX_Pixel16>(picture, converted, dither);
   else copy_into<RX_PixelFloat>(picture, converted, dither);
   return converted;
+}
+
+std::string describe_file(const std::string& path) {
+  auto in = open_file(path, nullptr);
+  const OIIO::ImageSpec& layout = in->spec();
+  std::ostringstream out;
+  out << layout.width << "x" << layout.height << ", " << layout.nchannels << " channels, " << layout.format.c_str()
+      << (layout.alpha_channel >= 0 ? ", with alpha" : "");
+  return out.str();
 }
 
 }  // namespace rxtool

@@ -5,16 +5,25 @@
 // (0..65535 scaled to the package's 0..32768 as v * 32768 / 65535 rounded
 // to nearest, and back as v * 65535 / 32768 rounded), anything else
 // (half, float, 32-bit integers) into float worlds. Files without alpha
-// get an opaque one; grey files give grey colour.
+// get an opaque one; grey files give grey colour. A picture keeps the
+// file's colour metadata (its ICC profile, its colour space attribute)
+// from reading to writing, so that what it was made in goes out with it.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "RX.h"
 
 namespace rxtool {
+
+// What a file says about its colour; empty when it says nothing.
+struct ColourMetadata {
+  std::vector<uint8_t> icc_profile;  // the embedded profile, byte for byte
+  std::string colour_space;          // the colour space attribute
+};
 
 class Picture {
  public:
@@ -32,6 +41,8 @@ class Picture {
     return reinterpret_cast<Px*>(pixels_.get() + size_t(y) * size_t(def_.row_stride));
   }
 
+  ColourMetadata colour;
+
  private:
   std::unique_ptr<uint8_t[]> pixels_;
   RX_LayerDef def_{};
@@ -41,10 +52,14 @@ class Picture {
 // Reads a file; premultiplied files are unmultiplied through the package.
 Picture load_picture(const std::string& path, bool premultiplied);
 // Writes a file in the format its extension names, at the picture's
-// depth where the format holds it; premultiplied writes premultiply first.
+// depth where the format holds it, with the picture's colour metadata;
+// premultiplied writes premultiply first.
 void save_picture(const Picture& picture, const std::string& path, bool premultiplied);
 // The picture at another depth through the package's copy, with dither
-// when going down to 8 bits and asked for.
+// when going down to 8 bits and asked for; the colour metadata goes along.
 Picture to_depth(const Picture& picture, int32_t depth, bool dither);
+
+// "WIDTHxHEIGHT, N channels, TYPE" of a file, and ", with alpha".
+std::string describe_file(const std::string& path);
 
 }  // namespace rxtool

@@ -1,5 +1,7 @@
-// A progress bar on stderr for long work, and Ctrl-C as an abort. The bar
-// shows only on a terminal and only once the work has run half a second.
+// A progress bar on stderr for long work, driven by the package's progress
+// and abort callbacks, which also pass Ctrl-C on as the package's abort.
+// The bar shows only on a terminal and only once the work has run half a
+// second.
 #pragma once
 
 #include <chrono>
@@ -8,10 +10,6 @@
 #include "RX.h"
 
 namespace rxtool {
-
-// Makes Ctrl-C ask running work to stop (the package's abort).
-void catch_interrupts();
-bool interrupted();
 
 class Progress {
  public:

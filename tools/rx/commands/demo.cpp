@@ -6,8 +6,10 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 
 #include "commands.h"
+#include "option_values.h"
 #include "package_calls.h"
 #include "picture.h"
 #include "tool_error.h"
@@ -62,36 +64,44 @@ Picture make_matte() {
   return p;
 }
 
+// One line of the summary: the step, padded to a column, and its result.
+void line(std::ostream& out, const std::string& what, const std::string& result) {
+  char text[512];
+  std::snprintf(text, sizeof text, "%-46s %s\n", what.c_str(), result.c_str());
+  out << text;
+}
+
 template <class Work>
-void step(const std::string& what, const std::string& output, Work&& work) {
+void step(std::ostream& out, const std::string& what, const std::string& output, Work&& work) {
   const auto start = std::chrono::steady_clock::now();
   work();
   const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  std::printf("%-46s -> %s (%s, %.0f ms)\n", what.c_str(), output.c_str(), describe_file(output).c_str(), ms);
+  char result[64];
+  std::snprintf(result, sizeof result, ", %.0f ms)", ms);
+  line(out, what, "-> " + output + " (" + describe_file(output) + result);
 }
 
 }  // namespace
 
-void demo(const std::string& dir) {
-  capture_package_reports();
+void demo(const std::string& dir, std::ostream& out) {
   std::error_code made;
   std::filesystem::create_directories(dir, made);
   if (made) throw ToolError("cannot make " + dir + ": " + made.message());
   auto at = [&dir](const char* name) { return (std::filesystem::path(dir) / name).string(); };
 
   const std::string background = at("background.png"), layer = at("layer.png"), matte = at("matte.png");
-  step("made a gradient background", background, [&] { save_picture(make_background(), background, false); });
-  step("made soft-edged shapes on a transparent layer", layer, [&] { save_picture(make_layer(), layer, false); });
-  step("made a luminance matte", matte, [&] { save_picture(make_matte(), matte, false); });
+  step(out, "made a gradient background", background, [&] { save_picture(make_background(), background, false); });
+  step(out, "made soft-edged shapes on a transparent layer", layer, [&] { save_picture(make_layer(), layer, false); });
+  step(out, "made a luminance matte", matte, [&] { save_picture(make_matte(), matte, false); });
 
   const std::string modes = list_modes();
-  std::printf("%-46s    %d modes\n", "rx modes", int(std::count(modes.begin(), modes.end(), '\n')));
-  std::printf("%-46s    %s\n", "rx info background.png", describe_file(background).c_str());
+  line(out, "rx modes", "   " + std::to_string(std::count(modes.begin(), modes.end(), '\n')) + " modes");
+  line(out, "rx info background.png", "   " + describe_file(background));
 
   const std::string deep = at("background-16.tif"), linear = at("background.exr"), dithered = at("dithered.png");
-  step("rx convert background.png --depth 16", deep, [&] { convert({background, deep, 16, false, false}); });
-  step("rx convert background.png --depth 32", linear, [&] { convert({background, linear, 32, false, false}); });
-  step("rx convert background.exr --depth 8 --dither", dithered, [&] { convert({linear, dithered, 8, true, false}); });
+  step(out, "rx convert background.png --depth 16", deep, [&] { convert({background, deep, 16, false, false}); });
+  step(out, "rx convert background.png --depth 32", linear, [&] { convert({background, linear, 32, false, false}); });
+  step(out, "rx convert background.exr --depth 8 --dither", dithered, [&] { convert({linear, dithered, 8, true, false}); });
 
   auto composite_step = [&](const std::string& what, const char* name, CompositeOptions o) {
     o.layer = layer;
@@ -99,7 +109,7 @@ void demo(const std::string& dir) {
     if (o.background.empty()) o.background = background;
     o.at_x = 120;
     o.at_y = 60;
-    step("rx composite " + what, o.output, [&] { composite(o); });
+    step(out, "rx composite " + what, o.output, [&] { composite(o); });
   };
   CompositeOptions over;
   composite_step("--mode over", "over.png", over);
@@ -127,6 +137,16 @@ void demo(const std::string& dir) {
   difference.field = "even";
   difference.background = linear;
   composite_step("--mode difference --field even (float)", "difference-even.exr", difference);
+}
+
+void add_demo(CLI::App& app, const Console& console) {
+  auto dir = std::make_shared<std::string>("rx-demo");
+  auto* sub = app.add_subcommand("demo", "Make pictures, run every subcommand on them, write the results.");
+  sub->add_option("--out", *dir, "Where the pictures go")->capture_default_str();
+  sub->callback([dir, &out = console.out] {
+    PackageSession package;
+    demo(*dir, out);
+  });
 }
 
 }  // namespace rxtool

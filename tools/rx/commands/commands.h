@@ -1,0 +1,66 @@
+// The subcommands of rx. Each lives in its own file, commands/<name>.cpp,
+// with one function add_<name>(app, console) that adds the subcommand, its
+// options and its callback to the CLI11 app. The callback does the work:
+// it opens a PackageSession when it calls the package, reports failure by
+// throwing ToolError, and writes only to the console's streams.
+//
+// A new subcommand is one new file here and one line in the list below, in
+// the order `rx --help` shows them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#define RX_TOOL_SUBCOMMANDS(X) \
+  X(composite)                 \
+  X(convert)                   \
+  X(info)                      \
+  X(modes)                     \
+  X(demo)
+
+namespace rxtool {
+
+// Where a run writes: the standard streams from main, strings in tests.
+struct Console {
+  std::ostream& out;
+  std::ostream& err;
+};
+
+#define RX_TOOL_DECLARE_SUBCOMMAND(name) void add_##name(CLI::App& app, const Console& console);
+RX_TOOL_SUBCOMMANDS(RX_TOOL_DECLARE_SUBCOMMAND)
+#undef RX_TOOL_DECLARE_SUBCOMMAND
+
+// The work of the subcommands that others reuse (the demo runs them all);
+// each expects the package born.
+
+struct CompositeOptions {
+  std::string background, layer, output;
+  std::string mode = "over";          // a name as `rx modes` lists it, or a number
+  float opacity = 1.0f;               // 0 to 1
+  int32_t at_x = 0, at_y = 0;         // where the layer's corner lands
+  std::string matte;                  // a track matte file, or none
+  std::string matte_kind = "alpha";   // alpha, alpha-inverted, luma, luma-inverted
+  std::string field = "all";          // all, even, odd
+  bool keep_alpha = false;
+  int32_t seed = 0;
+  bool linear = false;                // blend in linear light (gamma 2.2)
+  int32_t depth = 0;                  // working depth; 0: the background's
+  bool premultiplied = false;         // files hold premultiplied colour
+};
+void composite(const CompositeOptions& options);
+
+struct ConvertOptions {
+  std::string input, output;
+  int32_t depth = 8;
+  bool dither = false;
+  bool premultiplied = false;
+};
+void convert(const ConvertOptions& options);
+
+// Makes pictures in dir, runs every subcommand on them, one line each.
+void demo(const std::string& dir, std::ostream& out);
+
+}  // namespace rxtool
