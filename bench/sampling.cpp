@@ -12,6 +12,7 @@
 #include "RX.h"
 #include "RXHost.h"
 #include "RX_AreaSampling.h"
+#include "frame/variants.h"
 #include "sampling/area_sample.h"
 
 namespace {
@@ -22,6 +23,14 @@ constexpr int kPositions = 4096;
 struct Package {
   Package() { RX_Birth(); }
   ~Package() { RX_Death(); }
+  // Born again with word 2 of the CPU data as given, or as the processor
+  // has it (-1): birth chooses the processor forms.
+  static void born_again(int sse2) {
+    RX_Death();
+    RXHost_ResetCpuWords();
+    if (sse2 >= 0) RXHost_SetCpuWord(2, uint32_t(sse2));
+    RX_Birth();
+  }
 };
 
 template <class Px>
@@ -77,10 +86,10 @@ void run_area(benchmark::State& state, Sampler sample) {
 }
 
 void BM_AreaSample8Plain(benchmark::State& state) {
-  run_area<RX_Pixel8>(state, reinterpret_cast<RX_SampleFunc8>(RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, 0)));
+  run_area<RX_Pixel8>(state, reinterpret_cast<RX_SampleFunc8>(rx::variant_form("area_sample.straight8", false)));
 }
 void BM_AreaSample8Sse2(benchmark::State& state) {
-  run_area<RX_Pixel8>(state, reinterpret_cast<RX_SampleFunc8>(RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, 1)));
+  run_area<RX_Pixel8>(state, reinterpret_cast<RX_SampleFunc8>(rx::variant_form("area_sample.straight8", true)));
 }
 void BM_AreaSample16(benchmark::State& state) {
   run_area<RX_Pixel16>(state, &RX_AreaSample_CPlusPlus<RX_Pixel16>);
@@ -172,14 +181,14 @@ void BM_TableBuild(benchmark::State& state) {
   static Package package;
   const int32_t width = int32_t(state.range(1)), height = int32_t(state.range(2));
   Picture<Px> picture(width, height);
+  Package::born_again(int(state.range(0)));
   RX_World* world = RX_World::NewReference(picture.def);
-  RXHost_SetCpuWord(2, uint32_t(state.range(0)));
   for (auto _ : state) {
     RX_SummedAreaTable table(world);
     benchmark::DoNotOptimize(table.Width());
   }
-  RXHost_ResetCpuWords();
   delete world;
+  Package::born_again(-1);
   state.SetItemsProcessed(state.iterations() * width * height);
 }
 #define RX_TABLE_SIZES ArgNames({"sse2", "w", "h"})->Args({0, 512, 512})->Args({1, 512, 512}) \

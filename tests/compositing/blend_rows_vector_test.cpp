@@ -1,9 +1,9 @@
-// The processor forms of two 8-bit rows against their scalar bodies: Over
-// (SSSE3) and Copy (SSE2), on lines of every length up to 40 at every
-// start offset of source and destination, and Over on every pair of
-// alphas. Both rows read the CPU words at each call, so clearing a word
-// between two calls runs the scalar body on the same data. Outside the
-// line neither form may touch a byte.
+// The processor forms of the 8-bit rows against their plain bodies: Over
+// and the matte modes without tables (SSSE3 and AVX2) and Copy (SSE2), on
+// lines of every length up to 40 at every start offset of source and
+// destination, and Over on every pair of alphas. The two forms come from
+// the variant registry by name. Outside the line neither form may touch a
+// byte.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -13,11 +13,10 @@
 #include <vector>
 
 #include "rx_test_support.h"
+#include "variant_forms.h"
 
 namespace {
 
-constexpr int kCpuWordSSE2 = 2;
-constexpr int kCpuWordSSSE3 = 6;
 constexpr int kMaxWidth = 40;
 constexpr int kSlack = 8;  // pixels around a line that no row may touch
 
@@ -100,22 +99,52 @@ RX_InnerBlendingFunc<RX_Pixel8> row_of(int32_t mode, bool has_mask) {
   return f;
 }
 
-// Every length 0..40, every start offset 0..3 of src and of dst, opacity
-// full, partial and 0, without a mask, with one, and in the mask form
-// given none: the row with its processor form and with the word cleared
-// leave the same bytes in the whole dst buffer.
-// Which processor form the vector run takes: all words as the processor
-// has them, or with AVX2 cleared so that the 8-bit Over takes its SSSE3
-// form.
-enum class VectorForm { Widest, Ssse3 };
-constexpr int kCpuWordAVX2 = 7;
+// Which processor form runs against the plain body: the SSSE3 one, or the
+// widest (AVX2 for Over and the matte modes; Copy has only SSE2).
+enum class VectorForm { Ssse3, Widest };
 
-void use_vector_form(VectorForm form) {
-  RXHost_ResetCpuWords();
-  if (form == VectorForm::Ssse3) RXHost_SetCpuWord(kCpuWordAVX2, 0);
+const char* short_name(int32_t mode) {
+  switch (mode) {
+    case RX_Xfer_Copy: return "copy";
+    case RX_Xfer_Over: return "over";
+    case RX_Xfer_Add: return "add";
+    case RX_Xfer_Multiply: return "multiply";
+    case RX_Xfer_Screen: return "screen";
+    case RX_Xfer_Overlay: return "overlay";
+    case RX_Xfer_HardLight: return "hardlight";
+    case RX_Xfer_Darken: return "darken";
+    case RX_Xfer_Lighten: return "lighten";
+    case RX_Xfer_Difference: return "difference";
+    case RX_Xfer_Exclusion: return "exclusion";
+    default: return "none";
+  }
 }
 
-void check_vector_against_scalar(int32_t mode, int cpu_word, VectorForm vector_form = VectorForm::Widest) {
+// The registry's name of a row form: "blend_rows8.over.mask.avx2".
+std::string row_name(int32_t mode, bool has_mask, VectorForm form) {
+  std::string name = std::string("blend_rows8.") + short_name(mode) + (has_mask ? ".mask" : "");
+  if (form == VectorForm::Widest && mode != RX_Xfer_Copy) name += ".avx2";
+  return name;
+}
+
+struct RowForms {
+  RX_InnerBlendingFunc<RX_Pixel8> plain, vector;
+};
+
+RowForms row_forms(int32_t mode, bool has_mask, VectorForm form) {
+  const std::string name = row_name(mode, has_mask, form);
+  return {rxtest::form<RX_InnerBlendingFunc<RX_Pixel8>>(name, false),
+          rxtest::form<RX_InnerBlendingFunc<RX_Pixel8>>(name, true)};
+}
+
+// Every length 0..40, every start offset 0..3 of src and of dst, opacity
+// full, partial and 0, without a mask, with one, and in the mask form
+// given none: the processor form and the plain body leave the same bytes
+// in the whole dst buffer.
+void check_vector_against_scalar(int32_t mode, VectorForm vector_form) {
+  const RowForms plain_mask = row_forms(mode, false, vector_form), with_mask = row_forms(mode, true, vector_form);
+  ASSERT_NE(plain_mask.vector, nullptr);
+  ASSERT_NE(with_mask.vector, nullptr);
   std::mt19937 rng(uint32_t(5000 + mode));
   const size_t room = kMaxWidth + 2 * kSlack;
   AlignedLine src(room), mask(room), vector_dst(room), scalar_dst(room);
@@ -130,7 +159,7 @@ void check_vector_against_scalar(int32_t mode, int cpu_word, VectorForm vector_f
       for (int dst_offset = 0; dst_offset < 4; ++dst_offset) {
         for (uint8_t opacity : {uint8_t(255), uint8_t(157), uint8_t(0)}) {
           for (int form = 0; form < 3; ++form) {  // no mask; mask; mask form, no mask
-            const auto row = row_of(mode, form != 0);
+            const RowForms& rows = form != 0 ? with_mask : plain_mask;
             RX_BlendingMode<RX_Pixel8> bm;
             bm.blend_mode = mode;
             bm.opacity = opacity;
@@ -138,11 +167,8 @@ void check_vector_against_scalar(int32_t mode, int cpu_word, VectorForm vector_f
             const RX_Pixel8* m = form == 1 ? mask.base() + kSlack + (src_offset + 1) % 4 : nullptr;
             vector_dst.fill(dst_pixels);
             scalar_dst.fill(dst_pixels);
-            use_vector_form(vector_form);
-            EXPECT_EQ(row(width, &bm, nullptr, s, m, vector_dst.base() + kSlack + dst_offset), 0);
-            RXHost_SetCpuWord(cpu_word, 0);
-            EXPECT_EQ(row(width, &bm, nullptr, s, m, scalar_dst.base() + kSlack + dst_offset), 0);
-            RXHost_ResetCpuWords();
+            EXPECT_EQ(rows.vector(width, &bm, nullptr, s, m, vector_dst.base() + kSlack + dst_offset), 0);
+            EXPECT_EQ(rows.plain(width, &bm, nullptr, s, m, scalar_dst.base() + kSlack + dst_offset), 0);
             if (std::memcmp(vector_dst.base(), scalar_dst.base(), room * sizeof(RX_Pixel8)) == 0) continue;
             bool within = true;
             for (size_t i = 0; i < room; ++i) {
@@ -179,12 +205,12 @@ void check_vector_against_scalar(int32_t mode, int cpu_word, VectorForm vector_f
 }
 
 TEST_F(BlendRowsVector, OverLoopsStayWithinOneStepOfTheScalarBodyAtEveryLengthAndAlignment) {
-  check_vector_against_scalar(RX_Xfer_Over, kCpuWordSSSE3, VectorForm::Ssse3);
+  check_vector_against_scalar(RX_Xfer_Over, VectorForm::Ssse3);
 }
 
 TEST_F(BlendRowsVector, WideOverLoopsStayWithinOneStepOfTheScalarBodyAtEveryLengthAndAlignment) {
   if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this processor";
-  check_vector_against_scalar(RX_Xfer_Over, kCpuWordSSSE3, VectorForm::Widest);
+  check_vector_against_scalar(RX_Xfer_Over, VectorForm::Widest);
 }
 
 // The same pixels give the same result wherever the line lies in memory:
@@ -219,16 +245,16 @@ constexpr int32_t kVectorMatteModes[] = {RX_Xfer_Add,       RX_Xfer_Multiply, RX
                                          RX_Xfer_Lighten,   RX_Xfer_Difference, RX_Xfer_Exclusion};
 
 TEST_F(BlendRowsVector, MatteRowsEqualTheScalarBodyAtEveryLengthAndAlignment) {
-  for (int32_t mode : kVectorMatteModes) check_vector_against_scalar(mode, kCpuWordSSSE3, VectorForm::Ssse3);
+  for (int32_t mode : kVectorMatteModes) check_vector_against_scalar(mode, VectorForm::Ssse3);
 }
 
 TEST_F(BlendRowsVector, WideMatteRowsEqualTheScalarBodyAtEveryLengthAndAlignment) {
   if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this processor";
-  for (int32_t mode : kVectorMatteModes) check_vector_against_scalar(mode, kCpuWordSSSE3, VectorForm::Widest);
+  for (int32_t mode : kVectorMatteModes) check_vector_against_scalar(mode, VectorForm::Widest);
 }
 
 TEST_F(BlendRowsVector, CopyLoopEqualsTheScalarBodyAtEveryLengthAndAlignment) {
-  check_vector_against_scalar(RX_Xfer_Copy, kCpuWordSSE2);
+  check_vector_against_scalar(RX_Xfer_Copy, VectorForm::Widest);
 }
 
 // Over on every pair (source weight, destination alpha), with colours
@@ -255,17 +281,19 @@ void check_every_pair_of_alphas(VectorForm vector_form) {
     mask.fill(m);
     const bool with_mask = pass >= 4;
     const uint8_t opacity = pass % 2 ? 200 : 255;
-    const auto row = row_of(RX_Xfer_Over, with_mask);
+    const RowForms rows = row_forms(RX_Xfer_Over, with_mask, vector_form);
+    ASSERT_NE(rows.vector, nullptr);
     RX_BlendingMode<RX_Pixel8> bm;
     bm.blend_mode = RX_Xfer_Over;
     bm.opacity = opacity;
     vector_dst.fill(d);
     scalar_dst.fill(d);
-    use_vector_form(vector_form);
-    ASSERT_EQ(row(int32_t(count), &bm, nullptr, src.base(), with_mask ? mask.base() : nullptr, vector_dst.base()), 0);
-    RXHost_SetCpuWord(kCpuWordSSSE3, 0);
-    ASSERT_EQ(row(int32_t(count), &bm, nullptr, src.base(), with_mask ? mask.base() : nullptr, scalar_dst.base()), 0);
-    RXHost_ResetCpuWords();
+    ASSERT_EQ(rows.vector(int32_t(count), &bm, nullptr, src.base(), with_mask ? mask.base() : nullptr,
+                          vector_dst.base()),
+              0);
+    ASSERT_EQ(rows.plain(int32_t(count), &bm, nullptr, src.base(), with_mask ? mask.base() : nullptr,
+                         scalar_dst.base()),
+              0);
     for (size_t i = 0; i < count; ++i) {
       if (std::memcmp(&vector_dst.base()[i], &scalar_dst.base()[i], sizeof(RX_Pixel8)) == 0) continue;
       if (same_within(vector_dst.base()[i], scalar_dst.base()[i], 1)) {

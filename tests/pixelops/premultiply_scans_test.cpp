@@ -13,6 +13,7 @@
 
 #include "pixelops/premultiply_scans.h"
 #include "rx_test_support.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -113,10 +114,7 @@ using Scan8 = RX_PremulScan8;
 using Scan16 = RX_PremulScan16;
 using ScanF = RX_PremulScanFloat;
 
-template <class Fn>
-Fn form(int slot, int vector) {
-  return reinterpret_cast<Fn>(RXp_ScanForm(slot, vector));
-}
+using rxtest::form;
 
 // The three ways of calling a scan: separate rows, a null source, and the
 // destination passed as its own source.

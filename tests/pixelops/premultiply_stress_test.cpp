@@ -6,6 +6,7 @@
 
 #include "pixelops/premultiply_scans.h"
 #include "rx_test_support.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -120,7 +121,7 @@ TEST_F(PremultiplyStress, ProcessorVariantsAgreeWithThePlainFormsOnRandomWork) {
   RXHost_SetCpuWord(6, 0);
   ASSERT_EQ(RX_Birth(), RX_Result_OK);
   // The plain forms are in the table now.
-  EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_PremulScanBlack8], RXp_ScanForm(RX_Slot_PremulScanBlack8, 0));
+  EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_PremulScanBlack8], rxtest::form<RX_OverFunc>(RX_Slot_PremulScanBlack8, false));
   const uint64_t plain = run_all(20261122);
   ASSERT_EQ(RX_Death(), RX_Result_OK);
 

@@ -15,6 +15,7 @@
 
 #include "pixelops/premultiply_scans.h"
 #include "rx_test_support.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -31,10 +32,7 @@ bool is_unmultiply(int slot) {
          slot == 107 || slot == 109 || slot == 111;
 }
 
-template <class Fn>
-Fn form(int slot, int vector) {
-  return reinterpret_cast<Fn>(RXp_ScanForm(slot, vector));
-}
+using rxtest::form;
 
 // Births the package with chosen CPU words; the words go back to the
 // processor's afterwards.
@@ -61,12 +59,12 @@ class ScanVariants : public ::testing::Test {
 TEST_F(ScanVariants, EveryScanSlotHasAPlainFormAndTheListedOnesAProcessorForm) {
   born(true, true);
   for (int slot : kScanSlots) {
-    EXPECT_NE(RXp_ScanForm(slot, 0), nullptr) << "slot " << slot;
+    EXPECT_NE(form<RX_OverFunc>(slot, 0), nullptr) << "slot " << slot;
     if (has_processor_form(slot)) {
-      EXPECT_NE(RXp_ScanForm(slot, 1), nullptr) << "slot " << slot;
-      EXPECT_NE(RXp_ScanForm(slot, 1), RXp_ScanForm(slot, 0)) << "slot " << slot;
+      EXPECT_NE(form<RX_OverFunc>(slot, 1), nullptr) << "slot " << slot;
+      EXPECT_NE(form<RX_OverFunc>(slot, 1), form<RX_OverFunc>(slot, 0)) << "slot " << slot;
     } else {
-      EXPECT_EQ(RXp_ScanForm(slot, 1), nullptr) << "slot " << slot;
+      EXPECT_EQ(form<RX_OverFunc>(slot, 1), nullptr) << "slot " << slot;
     }
   }
 }
@@ -74,8 +72,8 @@ TEST_F(ScanVariants, EveryScanSlotHasAPlainFormAndTheListedOnesAProcessorForm) {
 TEST_F(ScanVariants, SlotsThatAreNotScansHaveNoForms) {
   born(true, true);
   for (int slot : {0, 34, 42, 52, 71, 79, 105, 113, 117}) {
-    EXPECT_EQ(RXp_ScanForm(slot, 0), nullptr) << "slot " << slot;
-    EXPECT_EQ(RXp_ScanForm(slot, 1), nullptr) << "slot " << slot;
+    EXPECT_EQ(form<RX_OverFunc>(slot, 0), nullptr) << "slot " << slot;
+    EXPECT_EQ(form<RX_OverFunc>(slot, 1), nullptr) << "slot " << slot;
   }
 }
 
@@ -83,7 +81,7 @@ void expect_installed(bool sse2, bool ssse3) {
   for (int slot : kScanSlots) {
     const bool wanted = is_alpha_combine(slot) ? sse2 : ssse3;
     const int vector = wanted && has_processor_form(slot) ? 1 : 0;
-    EXPECT_EQ(RXp_G_OverFuncs[slot], RXp_ScanForm(slot, vector))
+    EXPECT_EQ(RXp_G_OverFuncs[slot], form<RX_OverFunc>(slot, vector))
         << "slot " << slot << " with SSE2 " << sse2 << ", SSSE3 " << ssse3
         << ": expected the " << (vector ? "processor" : "plain") << " form";
   }

@@ -18,6 +18,7 @@
 
 #include "RX_AreaSampling.h"
 #include "rx_test_support.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -557,9 +558,9 @@ class AreaSampleSlots : public rxtest::BornPackage {};
 
 TEST_F(AreaSampleSlots, VectorFormOfSlot5EqualsThePlainForm) {
   const auto plain =
-      reinterpret_cast<RX_SampleFunc8>(RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, 0));
+      reinterpret_cast<RX_SampleFunc8>(rxtest::form<RX_OverFunc>(RX_Slot_AreaSampleStraight8, 0));
   const auto vector =
-      reinterpret_cast<RX_SampleFunc8>(RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, 1));
+      reinterpret_cast<RX_SampleFunc8>(rxtest::form<RX_OverFunc>(RX_Slot_AreaSampleStraight8, 1));
   ASSERT_NE(plain, nullptr);
   ASSERT_NE(vector, nullptr);
   ASSERT_NE(reinterpret_cast<void*>(plain), reinterpret_cast<void*>(vector));
@@ -581,18 +582,18 @@ TEST_F(AreaSampleSlots, VectorFormOfSlot5EqualsThePlainForm) {
 }
 
 TEST_F(AreaSampleSlots, FormsOfSlots6And65) {
-  EXPECT_EQ(RXp_AreaSampleForm(RX_Slot_AreaSamplePremul8, 0),
+  EXPECT_EQ(rxtest::form<RX_OverFunc>(RX_Slot_AreaSamplePremul8, 0),
             reinterpret_cast<RX_OverFunc>(RX_AreaSample_Premul));
-  EXPECT_EQ(RXp_AreaSampleForm(RX_Slot_AreaSamplePremul8, 1), nullptr);
-  EXPECT_EQ(RXp_AreaSampleForm(RX_Slot_AreaSample16, 1),
+  EXPECT_EQ(rxtest::form<RX_OverFunc>(RX_Slot_AreaSamplePremul8, 1), nullptr);
+  EXPECT_EQ(rxtest::form<RX_OverFunc>(RX_Slot_AreaSample16, 1),
             reinterpret_cast<RX_OverFunc>(&RX_AreaSample_CPlusPlus<RX_Pixel16>));
   const auto forward =
-      reinterpret_cast<RX_SampleFunc16>(RXp_AreaSampleForm(RX_Slot_AreaSample16, 0));
+      reinterpret_cast<RX_SampleFunc16>(rxtest::form<RX_OverFunc>(RX_Slot_AreaSample16, 0));
   ASSERT_NE(forward, nullptr);
-  EXPECT_NE(reinterpret_cast<RX_OverFunc>(forward), RXp_AreaSampleForm(RX_Slot_AreaSample16, 1));
-  EXPECT_EQ(RXp_AreaSampleForm(RX_Slot_SubpixelSampleStraight8, 0), nullptr);
-  EXPECT_EQ(RXp_AreaSampleForm(-1, 0), nullptr);
-  EXPECT_EQ(RXp_AreaSampleForm(500, 1), nullptr);
+  EXPECT_NE(reinterpret_cast<RX_OverFunc>(forward), rxtest::form<RX_OverFunc>(RX_Slot_AreaSample16, 1));
+  EXPECT_EQ(rxtest::form<RX_OverFunc>(RX_Slot_SubpixelSampleStraight8, 0), nullptr);
+  EXPECT_EQ(rxtest::form<RX_OverFunc>(-1, 0), nullptr);
+  EXPECT_EQ(rxtest::form<RX_OverFunc>(500, 1), nullptr);
 
   std::mt19937 rng(8);
   SubWorld<RX_Pixel16> world(6, 6, rng);
@@ -606,11 +607,11 @@ TEST_F(AreaSampleSlots, FormsOfSlots6And65) {
 TEST_F(AreaSampleSlots, BirthInstallsTheFormsOfTheProcessor) {
   const bool vector = KO_G_CPU_DataP[2] != 0;
   EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_AreaSampleStraight8],
-            RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, vector));
+            rxtest::form<RX_OverFunc>(RX_Slot_AreaSampleStraight8, vector));
   EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_AreaSamplePremul8],
             reinterpret_cast<RX_OverFunc>(RX_AreaSample_Premul));
   EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_AreaSample16],
-            RXp_AreaSampleForm(RX_Slot_AreaSample16, vector));
+            rxtest::form<RX_OverFunc>(RX_Slot_AreaSample16, vector));
 }
 
 struct SpyCall {

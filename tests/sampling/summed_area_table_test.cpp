@@ -15,6 +15,8 @@
 
 #include "RX_AreaSampling.h"
 #include "rx_test_support.h"
+#include "sampling/area_sample.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -455,22 +457,49 @@ TYPED_TEST(SummedAreaTable, UniformOpaqueWorldGivesItsColourAndFadesAtEdges) {
     EXPECT_NEAR(ch(got, k), ch(colour, k), is_float<Px> ? 1e-5 : 0.0) << k;
 }
 
+// The entries of a picture built row by row with one form of the row
+// builder, as the table's constructor builds them.
+template <class Px>
+std::vector<EntryOf<Px>> build_with(rx::TableRowBuilder<Px, EntryOf<Px>> build_row, const RX_World& world) {
+  const int32_t width = world.Width(), height = world.Height();
+  std::vector<RX_PixelDouble> above(size_t(width) + 1), current(size_t(width) + 1);
+  std::vector<EntryOf<Px>> entries(size_t(width) * size_t(height));
+  for (int32_t y = 0; y < height; ++y) {
+    const auto* src =
+        reinterpret_cast<const Px*>(static_cast<const char*>(world.Data()) + intptr_t{y} * world.RowStride());
+    build_row(src, width, y, above.data(), current.data(), entries.data() + size_t(y) * size_t(width));
+    std::swap(above, current);
+  }
+  return entries;
+}
+
+template <class Px>
+const char* row_builder_name() {
+  if constexpr (std::is_same_v<Px, RX_Pixel8>) return "summed_area_table.row8";
+  else if constexpr (std::is_same_v<Px, RX_Pixel16>) return "summed_area_table.row16";
+  else return "summed_area_table.row_float";
+}
+
 TYPED_TEST(SummedAreaTable, Sse2BuildAgreesWithThePlainBuildToTheLastPlace) {
   using Px = TypeParam;
+  using Builder = rx::TableRowBuilder<Px, EntryOf<Px>>;
   std::mt19937 rng(606);
   Picture<Px> pic(37, 21, rng);
-  RXHost_SetCpuWord(2, 0);
-  RX_SummedAreaTable plain(pic.world.get());
-  RXHost_ResetCpuWords();
-  RXHost_SetCpuWord(2, 1);
-  RX_SummedAreaTable vector(pic.world.get());
-  RXHost_ResetCpuWords();
-  const auto* a = entries<Px>(plain);
-  const auto* b = entries<Px>(vector);
+  const Builder plain_form = rxtest::form<Builder>(row_builder_name<Px>(), false);
+  const Builder vector_form = rxtest::form<Builder>(row_builder_name<Px>(), true);
+  ASSERT_NE(plain_form, nullptr);
+  ASSERT_NE(vector_form, nullptr);
+  const auto plain = build_with<Px>(plain_form, *pic.world);
+  const auto vector = build_with<Px>(vector_form, *pic.world);
+  // The table itself is built with the form birth chose.
+  RX_SummedAreaTable table(pic.world.get());
+  const auto* built = entries<Px>(table);
+  const auto& chosen = rx::has_sse2() ? vector : plain;
   for (int32_t i = 0; i < 37 * 21; ++i) {
+    EXPECT_EQ(std::memcmp(&built[i], &chosen[size_t(i)], sizeof built[i]), 0) << "entry " << i;
     for (int k = 0; k < 4; ++k) {
-      const double x = ch(a[i], k), y = ch(b[i], k);
-      using Real = decltype(a[i].alpha);
+      const double x = ch(plain[size_t(i)], k), y = ch(vector[size_t(i)], k);
+      using Real = decltype(plain[0].alpha);
       const Real ulp = std::nextafter(Real(std::fabs(x)), Real(INFINITY)) - Real(std::fabs(x));
       ASSERT_LE(std::fabs(x - y), double(ulp)) << "entry " << i << " channel " << k;
     }

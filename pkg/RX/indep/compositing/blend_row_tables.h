@@ -12,6 +12,7 @@
 #include "compositing/blend_rows.h"
 #include "frame/exception_boundary.h"
 #include "frame/reports.h"
+#include "frame/variants.h"
 #include "RX_Messages.h"
 
 namespace rx::blend {
@@ -94,22 +95,33 @@ constexpr RX_InnerBlendingFunc<Px> row_function() {
 }
 
 template <class Px, bool HasMask, bool Linear, int... Index>
-constexpr std::array<RX_InnerBlendingFunc<Px>, kRowTableSize> row_table(std::integer_sequence<int, Index...>) {
-  return {row_function<Px, Index + RX_FirstTransferMode, HasMask, Linear>()...};
+std::array<RX_OverFunc, kRowTableSize> row_table(std::integer_sequence<int, Index...>) {
+  return {as_form(row_function<Px, Index + RX_FirstTransferMode, HasMask, Linear>())...};
+}
+
+// The row functions of a look-up by mode (index mode + 3), plain until
+// birth puts the processor forms of the 8-bit rows that have them.
+template <class Px, bool HasMask, bool Linear>
+inline std::array<RX_OverFunc, kRowTableSize> g_row_functions =
+    row_table<Px, HasMask, Linear>(std::make_integer_sequence<int, kRowTableSize>{});
+
+// The place of a mode's row in its table.
+template <class Px, bool HasMask, bool Linear>
+RX_OverFunc* row_place(int mode) {
+  return &g_row_functions<Px, HasMask, Linear>[size_t(mode - RX_FirstTransferMode)];
 }
 
 }  // namespace rx::blend
 
 template <class Px, bool HasMask, bool Linear>
 RX_Err RX_GetInnerBlendingFunc(int32_t mode, RX_InnerBlendingFunc<Px>* result) {
-  static constexpr auto kTable =
-      rx::blend::row_table<Px, HasMask, Linear>(std::make_integer_sequence<int, rx::blend::kRowTableSize>{});
+  const auto& table = rx::blend::g_row_functions<Px, HasMask, Linear>;
   const int64_t index = int64_t{mode} - RX_FirstTransferMode;  // no overflow at the ends of int32_t
-  if (index < 0 || index >= rx::blend::kRowTableSize || kTable[size_t(index)] == nullptr) {
+  if (index < 0 || index >= rx::blend::kRowTableSize || table[size_t(index)] == nullptr) {
     rx::report_error(rx::kGeneralLocation, RXp_String(RX_Str_UnimplementedBlendingMode));
     return RX_Result_Unimplemented;
   }
-  *result = kTable[size_t(index)];
+  *result = reinterpret_cast<RX_InnerBlendingFunc<Px>>(table[size_t(index)]);
   return RX_Result_OK;
 }
 

@@ -16,7 +16,6 @@
 #include "RX_Color.h"
 #include "compositing/blend_rows_vector.h"
 #include "compositing/transfer_entries.h"
-#include "frame/cpu_features.h"
 
 namespace rx::blend {
 
@@ -26,6 +25,13 @@ template <class Px>
 using Cv = typename Arith<Px>::Cv;
 
 inline constexpr int kRowTableSize = 42;  // modes -3 to 38
+
+// Which form of a row a function is: the plain body, or the body with its
+// processor loops (8-bit Copy on SSE2; 8-bit Over and the matte modes
+// without tables on SSSE3 or AVX2). Birth puts the form the processor
+// allows into the row tables (blend_rows8_variants()); no row tests a CPU
+// word.
+enum class RowForm { Plain, SSE2, SSSE3, AVX2 };
 
 // The weighted source alpha of pixel i: mul(sa, opacity), then mul(mask, .).
 // A mask form given no mask weighs as a full mask.
@@ -93,15 +99,13 @@ constexpr bool has_vector_matte_row(int mode) {
   }
 }
 
-template <class Px, int Mode, bool HasMask>
+template <class Px, int Mode, bool HasMask, RowForm Form = RowForm::Plain>
 RX_Err mode_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables*,
                 const Px* src, const Px* mask, Px* dst) {
-  if constexpr (std::is_same_v<Px, RX_Pixel8> && has_vector_matte_row(Mode)) {
-    if (has_ssse3()) {
-      const RX_Pixel8* weights = HasMask ? mask : nullptr;
-      return has_avx2() ? matte_row_avx2(Mode, width, mode->opacity, src, weights, dst)
-                        : matte_row_ssse3(Mode, width, mode->opacity, src, weights, dst);
-    }
+  if constexpr (std::is_same_v<Px, RX_Pixel8> && has_vector_matte_row(Mode) && Form == RowForm::SSSE3) {
+    return matte_row_ssse3(Mode, width, mode->opacity, src, HasMask ? mask : nullptr, dst);
+  } else if constexpr (std::is_same_v<Px, RX_Pixel8> && has_vector_matte_row(Mode) && Form == RowForm::AVX2) {
+    return matte_row_avx2(Mode, width, mode->opacity, src, HasMask ? mask : nullptr, dst);
   }
   if (mode->opacity == Arith<Px>::white) {
     mode_row_loop<Px, Mode, HasMask, true>(width, mode->opacity, src, mask, dst);
@@ -132,7 +136,7 @@ void copy_weighted(int32_t first, int32_t width, Cv<Px> opacity, const Px* src, 
 
 // ReplaceRaw and Copy: with keep_dst_alpha only colours move; at full
 // opacity without a mask (tested by the pointer) one move of the line.
-template <class Px, int Mode, bool HasMask>
+template <class Px, int Mode, bool HasMask, RowForm Form = RowForm::Plain>
 RX_Err copy_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables*,
                 const Px* src, const Px* mask, Px* dst) {
   if (mode->keep_dst_alpha) {
@@ -144,8 +148,8 @@ RX_Err copy_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearB
     return RX_Result_OK;
   }
   int32_t first = 0;
-  if constexpr (Mode == RX_Xfer_Copy && std::is_same_v<Px, RX_Pixel8>) {
-    if (has_sse2()) first = copy_weighted_sse2(width, mode->opacity, src, HasMask ? mask : nullptr, dst);
+  if constexpr (Mode == RX_Xfer_Copy && std::is_same_v<Px, RX_Pixel8> && Form == RowForm::SSE2) {
+    first = copy_weighted_sse2(width, mode->opacity, src, HasMask ? mask : nullptr, dst);
   }
   copy_weighted<Px, HasMask>(first, width, mode->opacity, src, mask, dst);
   return RX_Result_OK;
@@ -259,29 +263,28 @@ RX_Err dissolve_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_Lin
   return RX_Result_OK;
 }
 
-// ---- Over: the common body, or the SSSE3 loops at 8 bits ----
+// ---- Over: the common body, or the SSSE3 and AVX2 loops at 8 bits ----
 
-template <class Px, bool HasMask>
+template <class Px, bool HasMask, RowForm Form = RowForm::Plain>
 RX_Err over_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables* tables,
                 const Px* src, const Px* mask, Px* dst) {
-  if constexpr (std::is_same_v<Px, RX_Pixel8>) {
-    if (has_ssse3()) {
-      const RX_Pixel8* weights = HasMask ? mask : nullptr;
-      return has_avx2() ? over_row_avx2(width, mode->opacity, src, weights, dst)
-                        : over_row_ssse3(width, mode->opacity, src, weights, dst);
-    }
+  if constexpr (std::is_same_v<Px, RX_Pixel8> && Form == RowForm::SSSE3) {
+    return over_row_ssse3(width, mode->opacity, src, HasMask ? mask : nullptr, dst);
+  } else if constexpr (std::is_same_v<Px, RX_Pixel8> && Form == RowForm::AVX2) {
+    return over_row_avx2(width, mode->opacity, src, HasMask ? mask : nullptr, dst);
+  } else {
+    return mode_row<Px, RX_Xfer_Over, HasMask>(width, mode, tables, src, mask, dst);
   }
-  return mode_row<Px, RX_Xfer_Over, HasMask>(width, mode, tables, src, mask, dst);
 }
 
 // ---- the gamma row of a mode ----
 
-template <class Px, int Mode, bool HasMask>
+template <class Px, int Mode, bool HasMask, RowForm Form = RowForm::Plain>
 RX_Err gamma_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_LinearBlendingTables* tables,
                  const Px* src, const Px* mask, Px* dst) {
   if (width < 1) return RX_Result_OK;
   if constexpr (Mode == RX_Xfer_ReplaceRaw || Mode == RX_Xfer_Copy) {
-    return copy_row<Px, Mode, HasMask>(width, mode, tables, src, mask, dst);
+    return copy_row<Px, Mode, HasMask, Form>(width, mode, tables, src, mask, dst);
   } else if constexpr (Mode == RX_Xfer_MaskMix) {
     return mask_mix_row<Px, HasMask>(width, mode, tables, src, mask, dst);
   } else if constexpr (Mode == RX_Xfer_Behind) {
@@ -289,9 +292,9 @@ RX_Err gamma_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_Linear
   } else if constexpr (Mode == RX_Xfer_Dissolve) {
     return dissolve_row<Px, HasMask>(width, mode, tables, src, mask, dst);
   } else if constexpr (Mode == RX_Xfer_Over) {
-    return over_row<Px, HasMask>(width, mode, tables, src, mask, dst);
+    return over_row<Px, HasMask, Form>(width, mode, tables, src, mask, dst);
   } else {
-    return mode_row<Px, Mode, HasMask>(width, mode, tables, src, mask, dst);
+    return mode_row<Px, Mode, HasMask, Form>(width, mode, tables, src, mask, dst);
   }
 }
 

@@ -1,18 +1,16 @@
 // The override table and the one place that fills it. Defaults first, then
-// the processor variants the CPU data selects; slots whose operations the
+// the processor variants the CPU data selects (the variant registry, which
+// also fills the families' own row pointers); slots whose operations the
 // package does not have stay null.
 #include "frame/override_table.h"
 
 #include <algorithm>
 
-#include "frame/cpu_features.h"
 #include "RX_Blend.h"
 #include "RX_Copy.h"
 #include "RX_EffectWorlds.h"
 #include "RX_Sampling.h"
-#include "pixelops/premultiply_scans.h"
-#include "sampling/area_sample.h"
-#include "sampling/bilinear_sse2.h"
+#include "frame/variants.h"
 
 RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
 
@@ -42,8 +40,6 @@ void fill_sampling_slots() {
   put(RX_Slot_SubpixelComputeWeight, RX_SubpixelSampleComputeWeight);
   put(RX_Slot_SubpixelTranslateNoClipStraight8, RX_SubpixelSampleTranslateNoClip_Straight);
   put(RX_Slot_SubpixelPlusStraight8, RX_SubpixelSamplePlus_Straight);
-  put(RX_Slot_SubpixelNoClipStraight8,
-      has_sse2() ? subpixel_noclip8_sse2 : RX_SubpixelSampleNoClip_Straight);
   put(RX_Slot_NNSample16, RX_NNSample16);
   put(RX_Slot_SubpixelSampleStraight16, RX_SubpixelSample_Straight16);
   put(RX_Slot_SubpixelTranslateNoClip16, RX_SubpixelSampleTranslateNoClip_Straight16);
@@ -53,9 +49,6 @@ void fill_sampling_slots() {
   put(RX_Slot_SubpixelTranslateNoClipStraight4, RX_SubpixelSampleTranslateNoClip_Straight_4);
   put(RX_Slot_SpanSampleTranslateNoClip8, RX_SubpixelSpanSampleTranslateNoClip_Straight);
   put(RX_Slot_SpanSampleTranslateNoClip16, RX_SubpixelSpanSampleTranslateNoClip_Straight16);
-  RXp_G_OverFuncs[RX_Slot_AreaSampleStraight8] = area_sample_slot_form(RX_Slot_AreaSampleStraight8, has_sse2());
-  RXp_G_OverFuncs[RX_Slot_AreaSamplePremul8] = area_sample_slot_form(RX_Slot_AreaSamplePremul8, false);
-  RXp_G_OverFuncs[RX_Slot_AreaSample16] = area_sample_slot_form(RX_Slot_AreaSample16, has_sse2());
 }
 
 }  // namespace
@@ -85,15 +78,10 @@ void fill_override_table() {
   put_row_lookups<RX_Pixel16>(RX_Slot_InnerBlendingPlain16);
   put_row_lookups<RX_PixelFloat>(RX_Slot_InnerBlendingPlainFloat);
 
-  // The premultiply, unmultiply and alpha combine scans, with their
-  // SSSE3 or SSE2 forms where the processor has them.
-  size_t scan_count = 0;
-  const ScanSlot* scans = scan_slots(&scan_count);
-  for (size_t i = 0; i < scan_count; ++i) {
-    const ScanSlot& s = scans[i];
-    const bool usable = s.needs_ssse3 ? has_ssse3() : has_sse2();
-    RXp_G_OverFuncs[s.slot] = (s.vector && usable) ? s.vector : s.plain;
-  }
+  // The slots with processor forms (the sampling slots 5, 6, 61 and 65,
+  // the premultiply, unmultiply and alpha combine scans) and the families'
+  // own places.
+  choose_variants();
 
   // Begin and end sampling have no default: callers test them for null.
   RXp_G_OverFuncs[RX_Slot_BeginSampling] = nullptr;

@@ -1,11 +1,11 @@
 // Byte-run mattes of ARGB and BGRA data. The alpha-first forms take their
-// SSE2 path when word 2 of the CPU data is set.
+// SSE2 path where birth found word 2 of the CPU data set.
 #include "pixelops/byte_run_mattes.h"
 
 #include <cstring>
 
 #include "RX_Premul.h"
-#include "frame/cpu_features.h"
+#include "frame/variants.h"
 #include "pixelops/premultiply_math.h"
 
 namespace rx {
@@ -40,23 +40,38 @@ void plain_run(int32_t count, const uint8_t* src, uint8_t* dst, int alpha_at) {
   for (int32_t i = 0; i < count; ++i) Pixel(src + 4 * i, dst + 4 * i, alpha_at);
 }
 
+// The alpha-first runs in their plain forms; birth may choose the SSE2 ones.
+void alpha_first_black_plain(int32_t count, const uint8_t* src, uint8_t* dst) {
+  plain_run<black_matte_pixel>(count, src, dst, kAlphaFirst);
+}
+
+void alpha_first_deblack_plain(int32_t count, const uint8_t* src, uint8_t* dst) {
+  plain_run<deblack_matte_pixel>(count, src, dst, kAlphaFirst);
+}
+
+ChosenForm<decltype(alpha_first_black_plain)> g_alpha_first_black{&alpha_first_black_plain};
+ChosenForm<decltype(alpha_first_deblack_plain)> g_alpha_first_deblack{&alpha_first_deblack_plain};
+
 void alpha_first_black(int32_t count, const uint8_t* src, uint8_t* dst) {
-  if (has_sse2()) {
-    black_matte_run_sse2(count, src, dst);
-  } else {
-    plain_run<black_matte_pixel>(count, src, dst, kAlphaFirst);
-  }
+  g_alpha_first_black.get()(count, src, dst);
 }
 
 void alpha_first_deblack(int32_t count, const uint8_t* src, uint8_t* dst) {
-  if (has_sse2()) {
-    deblack_matte_run_sse2(count, src, dst);
-  } else {
-    plain_run<deblack_matte_pixel>(count, src, dst, kAlphaFirst);
-  }
+  g_alpha_first_deblack.get()(count, src, dst);
 }
 
 }  // namespace
+
+VariantList byte_run_mattes_variants() {
+  static const Variant list[] = {
+      {"byte_run_mattes.black", g_alpha_first_black.place(), as_form(&alpha_first_black_plain),
+       as_form(&black_matte_run_sse2), kNeedsSSE2},
+      {"byte_run_mattes.deblack", g_alpha_first_deblack.place(), as_form(&alpha_first_deblack_plain),
+       as_form(&deblack_matte_run_sse2), kNeedsSSE2},
+  };
+  return list;
+}
+
 }  // namespace rx
 
 RX_Err RX_BlackMatte(void*, int32_t count, const uint8_t* src, uint8_t* dst) {

@@ -4,6 +4,8 @@
 
 #include <array>
 
+#include "frame/variants.h"
+
 namespace rx {
 
 template <class Px>
@@ -40,18 +42,14 @@ namespace {
 
 template <class Px, Matte M, bool Forward>
 RX_OverFunc plain_scan() {
-  return reinterpret_cast<RX_OverFunc>(&premultiply_scan<Px, M, Forward>);
-}
-template <class Px>
-RX_OverFunc plain_alpha_combine() {
-  return reinterpret_cast<RX_OverFunc>(&alpha_combine_scan<Px>);
+  return as_form(&premultiply_scan<Px, M, Forward>);
 }
 
 // Per depth: premultiply and unmultiply for black, white and grey, then
 // alpha combine, in slot order.
 template <class Px>
-void add_depth(std::array<ScanSlot, 21>& slots, size_t& n, int first_slot, int alpha_slot,
-               bool last_unmultiply_has_variant, bool first_premultiply_has_variant) {
+void add_depth(std::array<Variant, 21>& list, size_t& n, const char* const names[7], int first_slot,
+               int alpha_slot, bool last_unmultiply_has_variant, bool first_premultiply_has_variant) {
   const RX_OverFunc plains[6] = {
       plain_scan<Px, Matte::Black, true>(), plain_scan<Px, Matte::Black, false>(),
       plain_scan<Px, Matte::White, true>(), plain_scan<Px, Matte::White, false>(),
@@ -60,39 +58,46 @@ void add_depth(std::array<ScanSlot, 21>& slots, size_t& n, int first_slot, int a
     const auto slot = static_cast<RX_Slot>(first_slot + i);
     const bool has_variant = (i != 0 || first_premultiply_has_variant) &&
                              (i != 5 || last_unmultiply_has_variant);
-    slots[n++] = {slot, plains[i], has_variant ? ssse3_premultiply_scan(slot) : nullptr, true};
+    list[n++] = {names[i], &RXp_G_OverFuncs[slot], plains[i],
+                 has_variant ? ssse3_premultiply_scan(slot) : nullptr, kNeedsSSSE3};
   }
   const auto alpha = static_cast<RX_Slot>(alpha_slot);
-  slots[n++] = {alpha, plain_alpha_combine<Px>(), sse2_alpha_combine_scan(alpha), false};
+  list[n++] = {names[6], &RXp_G_OverFuncs[alpha], as_form(&alpha_combine_scan<Px>),
+               sse2_alpha_combine_scan(alpha), kNeedsSSE2};
 }
 
-std::array<ScanSlot, 21> make_scan_slots() {
-  std::array<ScanSlot, 21> slots{};
+constexpr const char* kNames8[7] = {
+    "premultiply_scans.premultiply_black8", "premultiply_scans.unmultiply_black8",
+    "premultiply_scans.premultiply_white8", "premultiply_scans.unmultiply_white8",
+    "premultiply_scans.premultiply_grey8",  "premultiply_scans.unmultiply_grey8",
+    "premultiply_scans.alpha_combine8"};
+constexpr const char* kNames16[7] = {
+    "premultiply_scans.premultiply_black16", "premultiply_scans.unmultiply_black16",
+    "premultiply_scans.premultiply_white16", "premultiply_scans.unmultiply_white16",
+    "premultiply_scans.premultiply_grey16",  "premultiply_scans.unmultiply_grey16",
+    "premultiply_scans.alpha_combine16"};
+constexpr const char* kNamesFloat[7] = {
+    "premultiply_scans.premultiply_black_float", "premultiply_scans.unmultiply_black_float",
+    "premultiply_scans.premultiply_white_float", "premultiply_scans.unmultiply_white_float",
+    "premultiply_scans.premultiply_grey_float",  "premultiply_scans.unmultiply_grey_float",
+    "premultiply_scans.alpha_combine_float"};
+
+std::array<Variant, 21> make_list() {
+  std::array<Variant, 21> list{};
   size_t n = 0;
   // The 16-bit black premultiply and the float grey unmultiply have no variant.
-  add_depth<RX_Pixel8>(slots, n, RX_Slot_PremulScanBlack8, RX_Slot_AlphaCombineScan8, true, true);
-  add_depth<RX_Pixel16>(slots, n, RX_Slot_PremulScanBlack16, RX_Slot_AlphaCombineScan16, true,
-                        false);
-  add_depth<RX_PixelFloat>(slots, n, RX_Slot_PremulScanBlackFloat, RX_Slot_AlphaCombineScanFloat,
+  add_depth<RX_Pixel8>(list, n, kNames8, RX_Slot_PremulScanBlack8, RX_Slot_AlphaCombineScan8, true, true);
+  add_depth<RX_Pixel16>(list, n, kNames16, RX_Slot_PremulScanBlack16, RX_Slot_AlphaCombineScan16, true, false);
+  add_depth<RX_PixelFloat>(list, n, kNamesFloat, RX_Slot_PremulScanBlackFloat, RX_Slot_AlphaCombineScanFloat,
                            false, true);
-  return slots;
+  return list;
 }
 
 }  // namespace
 
-const ScanSlot* scan_slots(size_t* count) {
-  static const std::array<ScanSlot, 21> slots = make_scan_slots();
-  *count = slots.size();
-  return slots.data();
+VariantList premultiply_scans_variants() {
+  static const std::array<Variant, 21> list = make_list();
+  return list;
 }
 
 }  // namespace rx
-
-RX_OverFunc RXp_ScanForm(int32_t slot, int32_t vector) {
-  size_t count = 0;
-  const rx::ScanSlot* slots = rx::scan_slots(&count);
-  for (size_t i = 0; i < count; ++i) {
-    if (slots[i].slot == slot) return vector ? slots[i].vector : slots[i].plain;
-  }
-  return nullptr;
-}

@@ -25,26 +25,10 @@ template <class Px>
 RX_Err alpha_combine_scan(int32_t count, const Px* mask, typename Depth<Px>::Cv opacity, const Px* mask2,
                           Px* dst);
 
-// Where a scan slot's functions come from.
-struct ScanSlot {
-  RX_Slot slot;
-  RX_OverFunc plain;
-  RX_OverFunc vector;   // null where no variant exists
-  bool needs_ssse3;     // else SSE2
-};
-
-// All 21 scan slots with their plain and vector forms.
-const ScanSlot* scan_slots(size_t* count);
-
-// The vector forms, defined beside their plain ones.
+// The vector forms of a slot, defined beside their plain ones; null where
+// the slot has none. The family's 21 slots register in the variant list
+// premultiply_scans_variants() (frame/variants.h).
 RX_OverFunc ssse3_premultiply_scan(RX_Slot slot);
 RX_OverFunc sse2_alpha_combine_scan(RX_Slot slot);
 
 }  // namespace rx
-
-RX_BEGIN_C
-/* The plain (vector 0) or processor (vector 1) form of a scan slot, null
-   where none exists: for modules that want to call a form directly, and for
-   the tests that hold each variant against its plain form. */
-RX_API RX_OverFunc RXp_ScanForm(int32_t slot, int32_t vector);
-RX_END_C

@@ -4,6 +4,8 @@
 // fades while its colour stays; narrow axes take bilinear samples.
 #include "sampling/area_sample.h"
 
+#include "frame/variants.h"
+
 template <class Px>
 RX_Err RX_AreaSample_CPlusPlus(void*, int32_t x, int32_t y, const RX_SampPB* pb, Px* result) {
   *result = rx::area_sample<Px, rx::PlainSums<Px>>(x, y, pb);
@@ -27,32 +29,21 @@ RX_Err area_sample16_forward(void* ref, int32_t x, int32_t y, const RX_SampPB* p
   return RX_AreaSample_CPlusPlus<RX_Pixel16>(ref, x, y, pb, result);
 }
 
-template <class F>
-RX_OverFunc as_slot(F* func) {
-  return reinterpret_cast<RX_OverFunc>(func);
-}
-
 }  // namespace
 
-RX_OverFunc area_sample_slot_form(RX_Slot slot, bool vector) {
-  switch (slot) {
-    case RX_Slot_AreaSampleStraight8:
-      return vector ? as_slot(area_sample8_sse2) : as_slot(RX_AreaSample_CPlusPlus<RX_Pixel8>);
-    case RX_Slot_AreaSamplePremul8:
-      return vector ? nullptr : as_slot(RX_AreaSample_Premul);
-    case RX_Slot_AreaSample16:
-      return vector ? as_slot(RX_AreaSample_CPlusPlus<RX_Pixel16>) : as_slot(area_sample16_forward);
-    default:
-      return nullptr;
-  }
+VariantList area_sample_variants() {
+  static const Variant list[] = {
+      {"area_sample.straight8", &RXp_G_OverFuncs[RX_Slot_AreaSampleStraight8],
+       as_form(&RX_AreaSample_CPlusPlus<RX_Pixel8>), as_form(&area_sample8_sse2), kNeedsSSE2},
+      {"area_sample.premul8", &RXp_G_OverFuncs[RX_Slot_AreaSamplePremul8], as_form(&RX_AreaSample_Premul), nullptr,
+       0},
+      {"area_sample.straight16", &RXp_G_OverFuncs[RX_Slot_AreaSample16], as_form(&area_sample16_forward),
+       as_form(&RX_AreaSample_CPlusPlus<RX_Pixel16>), kNeedsSSE2},
+  };
+  return list;
 }
 
 }  // namespace rx
-
-RX_OverFunc RXp_AreaSampleForm(int32_t slot, int32_t vector) {
-  if (slot < 0 || slot >= RX_OverrideSlotCount) return nullptr;
-  return rx::area_sample_slot_form(static_cast<RX_Slot>(slot), vector != 0);
-}
 
 RX_Err RX_AreaSample_Straight(void* ref, int32_t x, int32_t y, const RX_SampPB* pb,
                               RX_Pixel8* result) {

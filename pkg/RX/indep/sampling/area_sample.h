@@ -179,11 +179,6 @@ Px area_sample(int32_t x, int32_t y, const RX_SampPB* pb) {
 // blue) pairs of doubles; results equal to the plain form's.
 RX_Err area_sample8_sse2(void* ref, int32_t x, int32_t y, const RX_SampPB* pb, RX_Pixel8* result);
 
-// The function of a slot of this family: 5 (8-bit straight), 6 (8-bit
-// premultiplied) and 65 (16-bit), plain or vector; null for any other slot
-// and where no vector form exists.
-RX_OverFunc area_sample_slot_form(RX_Slot slot, bool vector);
-
 // ---- the summed-area table ----
 
 // A pixel as it enters the table: premultiplied at its own scale, alpha
@@ -243,10 +238,3 @@ extern template void build_table_row_sse2<RX_PixelFloat, RX_PixelDouble>(
     RX_PixelDouble*);
 
 }  // namespace rx
-
-RX_BEGIN_C
-/* The plain (vector 0) or processor (vector 1) form of slot 5, 6 or 65, null
-   where none exists: for modules that want a form directly, and for the
-   tests that hold each form against the other. */
-RX_API RX_OverFunc RXp_AreaSampleForm(int32_t slot, int32_t vector);
-RX_END_C

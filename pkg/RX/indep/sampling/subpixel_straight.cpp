@@ -5,7 +5,7 @@
 // vector unit (bilinear_sse2.h) give the same results.
 #include <cmath>
 
-#include "frame/cpu_features.h"
+#include "frame/variants.h"
 #include "sampling/bilinear_sse2.h"
 
 namespace rx {
@@ -74,7 +74,40 @@ RX_Err span(int32_t count, int32_t x, int32_t y, const RX_SampPB* pb, uint32_t* 
   return RX_Result_OK;
 }
 
+// The four-position and span forms of 8 bits, plain or on the vector unit;
+// the exported functions call the form chosen at birth.
+template <bool Vector>
+RX_Err noclip_four8(void*, const int32_t positions[8], const RX_SampPB* pb, RX_Pixel8 results[4]) {
+  for (int k = 0; k < 4; ++k) {
+    const int32_t x = positions[2 * k], y = positions[2 * k + 1];
+    results[k] = Vector ? bilinear_straight8_sse2<false>(*pb->src, x, y)
+                        : bilinear_straight<RX_Pixel8, false>(*pb->src, x, y);
+  }
+  return RX_Result_OK;
+}
+
+template <bool Vector>
+RX_Err span8(void*, int32_t count, int32_t x, int32_t y, const RX_SampPB* pb, uint32_t* alpha_sum,
+             RX_Pixel8* results) {
+  return span<RX_Pixel8, Vector>(count, x, y, pb, alpha_sum, results);
+}
+
+ChosenForm<decltype(noclip_four8<false>)> g_noclip_four8{&noclip_four8<false>};
+ChosenForm<decltype(span8<false>)> g_span8{&span8<false>};
+
 }  // namespace
+
+VariantList subpixel_variants() {
+  static const Variant list[] = {
+      {"subpixel.noclip8", &RXp_G_OverFuncs[RX_Slot_SubpixelNoClipStraight8],
+       as_form(&RX_SubpixelSampleNoClip_Straight), as_form(&subpixel_noclip8_sse2), kNeedsSSE2},
+      {"subpixel.noclip_four8", g_noclip_four8.place(), as_form(&noclip_four8<false>),
+       as_form(&noclip_four8<true>), kNeedsSSE2},
+      {"subpixel.span8", g_span8.place(), as_form(&span8<false>), as_form(&span8<true>), kNeedsSSE2},
+  };
+  return list;
+}
+
 }  // namespace rx
 
 using namespace rx;
@@ -152,16 +185,10 @@ RX_Err RX_SubpixelSampleTranslateNoClipCPlusPlusFloat(void*, int32_t x, int32_t 
   return translated(pb, x, y, weights, r);
 }
 
-// ---- four positions: the vector unit at each when word 2 is set ----
-RX_Err RX_SubpixelSampleNoClip_Straight_4(void*, const int32_t positions[8], const RX_SampPB* pb,
+// ---- four positions: the vector unit at each where word 2 is set ----
+RX_Err RX_SubpixelSampleNoClip_Straight_4(void* ref, const int32_t positions[8], const RX_SampPB* pb,
                                           RX_Pixel8 results[4]) {
-  const bool vector = has_sse2();
-  for (int k = 0; k < 4; ++k) {
-    const int32_t x = positions[2 * k], y = positions[2 * k + 1];
-    results[k] = vector ? bilinear_straight8_sse2<false>(*pb->src, x, y)
-                        : bilinear_straight<RX_Pixel8, false>(*pb->src, x, y);
-  }
-  return RX_Result_OK;
+  return rx::g_noclip_four8.get()(ref, positions, pb, results);
 }
 
 RX_Err RX_SubpixelSampleTranslateNoClip_Straight_4(void*, const int32_t positions[8],
@@ -177,8 +204,7 @@ RX_Err RX_SubpixelSampleTranslateNoClip_Straight_4(void*, const int32_t position
 RX_Err RX_SubpixelSpanSampleTranslateNoClip_Straight(void*, int32_t count, int32_t x, int32_t y,
                                                      const RX_SampPB* pb, uint32_t* alpha_sum,
                                                      RX_Pixel8* results) {
-  if (has_sse2()) return span<RX_Pixel8, true>(count, x, y, pb, alpha_sum, results);
-  return span<RX_Pixel8, false>(count, x, y, pb, alpha_sum, results);
+  return rx::g_span8.get()(nullptr, count, x, y, pb, alpha_sum, results);
 }
 RX_Err RX_SubpixelSpanSampleTranslateNoClip_Straight16(void*, int32_t count, int32_t x, int32_t y,
                                                        const RX_SampPB* pb, uint32_t* alpha_sum,

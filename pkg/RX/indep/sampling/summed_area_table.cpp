@@ -8,8 +8,8 @@
 #include <cstring>
 #include <utility>
 
-#include "frame/cpu_features.h"
 #include "frame/exception_boundary.h"
+#include "frame/variants.h"
 #include "frame/reports.h"
 #include "RX_Messages.h"
 #include "sampling/area_sample.h"
@@ -49,11 +49,18 @@ Entry* table_block(int32_t width, int32_t height) {
   return static_cast<Entry*>(KO_AllocatePtr(kTableLocation, RXp_String(RX_Str_BlurMemory), bytes));
 }
 
+// The row builder of a depth that birth chose.
+template <class Px, class Entry>
+rx::ChosenForm<std::remove_pointer_t<rx::TableRowBuilder<Px, Entry>>>& chosen_row_builder() {
+  static rx::ChosenForm<std::remove_pointer_t<rx::TableRowBuilder<Px, Entry>>> form{
+      &rx::build_table_row<Px, Entry>};
+  return form;
+}
+
 template <class Px, class Entry>
 void build(const RX_World& world, Entry* entries, SumRows& rows) {
   const int32_t width = world.Width(), height = world.Height();
-  const rx::TableRowBuilder<Px, Entry> build_row =
-      rx::has_sse2() ? rx::build_table_row_sse2<Px, Entry> : rx::build_table_row<Px, Entry>;
+  const rx::TableRowBuilder<Px, Entry> build_row = chosen_row_builder<Px, Entry>().get();
   RX_PixelDouble* above = rows.rows[0];
   RX_PixelDouble* current = rows.rows[1];
   for (int32_t y = 0; y < height; ++y) {
@@ -65,6 +72,25 @@ void build(const RX_World& world, Entry* entries, SumRows& rows) {
 }
 
 }  // namespace
+
+namespace rx {
+
+VariantList summed_area_table_variants() {
+  static const Variant list[] = {
+      {"summed_area_table.row8", chosen_row_builder<RX_Pixel8, RX_PixelFloat>().place(),
+       as_form(&build_table_row<RX_Pixel8, RX_PixelFloat>), as_form(&build_table_row_sse2<RX_Pixel8, RX_PixelFloat>),
+       kNeedsSSE2},
+      {"summed_area_table.row16", chosen_row_builder<RX_Pixel16, RX_PixelFloat>().place(),
+       as_form(&build_table_row<RX_Pixel16, RX_PixelFloat>),
+       as_form(&build_table_row_sse2<RX_Pixel16, RX_PixelFloat>), kNeedsSSE2},
+      {"summed_area_table.row_float", chosen_row_builder<RX_PixelFloat, RX_PixelDouble>().place(),
+       as_form(&build_table_row<RX_PixelFloat, RX_PixelDouble>),
+       as_form(&build_table_row_sse2<RX_PixelFloat, RX_PixelDouble>), kNeedsSSE2},
+  };
+  return list;
+}
+
+}  // namespace rx
 
 RX_SummedAreaTable::RX_SummedAreaTable(const RX_World* world)
     : width_(world->Width()), height_(world->Height()) {
