@@ -20,5 +20,7 @@
 #include "RX_Transfer.h"
 #include "RX_Blend.h"
 #include "RX_TransferRect.h"
+#include "RX_Draw.h"
+#include "RX_GuessAlpha.h"
 
 #endif
