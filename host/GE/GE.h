@@ -1,5 +1,5 @@
-/* GE, geometry and maths: rectangles and the shared 8-bit multiply and
-   divide tables. */
+/* GE, geometry and maths: rectangles, 3 x 3 matrices and the shared 8-bit
+   multiply and divide tables. */
 #ifndef GE_H
 #define GE_H
 
@@ -43,6 +43,42 @@ HOST_API void GE_RectToLRect(const GE_Rect* in, GE_LRect* out);
 HOST_API HOST_Err GE_PrepareFCMD(int32_t kind, int32_t reserved1, int32_t reserved2,
                                  const uint8_t** multiply_out, const uint8_t** divide_out);
 HOST_API HOST_Err GE_UnprepareFCMD(void);
+
+/* ---- 3 x 3 matrices ----
+   Column vectors: a point (x, y) maps to (x', y') with
+     x' = (m[0][0] x + m[0][1] y + m[0][2]) / w,
+     y' = (m[1][0] x + m[1][1] y + m[1][2]) / w,
+     w  =  m[2][0] x + m[2][1] y + m[2][2],
+   so column 0 is where the unit x step goes, column 2 the translation, and
+   the bottom row is (0, 0, 1) for an affine matrix. */
+typedef struct GE_Matrix3 { double m[3][3]; } GE_Matrix3;
+typedef struct GE_FloatPoint { double x, y; } GE_FloatPoint;
+
+/* What a matrix does, from the simplest class that holds it exactly. */
+typedef enum GE_MatrixType {
+  GE_MatrixType_Identity = 0,
+  GE_MatrixType_Translate = 1,    /* identity plus a translation */
+  GE_MatrixType_Scale = 2,        /* diagonal linear part, any translation */
+  GE_MatrixType_Affine = 3,       /* rotation, shear, anything affine */
+  GE_MatrixType_Perspective = 4   /* bottom row other than (0, 0, 1) */
+} GE_MatrixType;
+
+HOST_API void GE_SetIdentityMatrix(GE_Matrix3* m);
+/* out = a * b: b is applied first, then a. out may be a or b. */
+HOST_API void GE_ConcatMatrix(const GE_Matrix3* a, const GE_Matrix3* b, GE_Matrix3* out);
+/* The inverse of m into out; 1 when m is invertible, 0 (out untouched, no
+   report) when it is singular: a zero determinant or an inverse that is not
+   finite. out may be m. */
+HOST_API int32_t GE_InverseMatrixQuiet(const GE_Matrix3* m, GE_Matrix3* out);
+/* Non-zero when every entry of a and b differs by at most epsilon. */
+HOST_API int32_t GE_EqualMatrixWithinEpsilon(const GE_Matrix3* a, const GE_Matrix3* b, double epsilon);
+/* The class of m, compared exactly. */
+HOST_API int32_t GE_GetMatrixType(const GE_Matrix3* m);
+/* Maps count points in place through m, dividing by w. A point at w = 0
+   goes to the largest finite values in the direction of its numerators. */
+HOST_API void GE_TransformFloatPoints(const GE_Matrix3* m, int32_t count, GE_FloatPoint* points);
+/* The same for integer points, rounded by GE_RoundDouble. */
+HOST_API void GE_TransformPoints(const GE_Matrix3* m, int32_t count, GE_LPoint* points);
 
 /* The nearest integer to x; an exact half goes away from zero (2.5 gives 3,
    -2.5 gives -3). Values beyond the 32-bit range give the nearest end of
