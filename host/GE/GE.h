@@ -80,6 +80,19 @@ HOST_API void GE_TransformFloatPoints(const GE_Matrix3* m, int32_t count, GE_Flo
 /* The same for integer points, rounded by GE_RoundDouble. */
 HOST_API void GE_TransformPoints(const GE_Matrix3* m, int32_t count, GE_LPoint* points);
 
+/* ---- 4 x 4 matrices on points of the plane ----
+   Column vectors, as the 3 x 3 ones: a point (x, y) is taken as (x, y, 0, 1),
+   and maps to (x', y') with
+     x' = (m[0][0] x + m[0][1] y + m[0][3]) / w,
+     y' = (m[1][0] x + m[1][1] y + m[1][3]) / w,
+     w  =  m[3][0] x + m[3][1] y + m[3][3];
+   the z row and column 2 play no part. */
+typedef struct GE_Matrix4 { double m[4][4]; } GE_Matrix4;
+/* Maps count integer points in place, rounded by GE_RoundDouble; a point at
+   w = 0 goes to the ends of the 32-bit range in the direction of its
+   numerators (0 for a zero numerator). */
+HOST_API void GE_3DTransform2DPoints(const GE_Matrix4* m, int32_t count, GE_LPoint* points);
+
 /* The nearest integer to x; an exact half goes away from zero (2.5 gives 3,
    -2.5 gives -3). Values beyond the 32-bit range give the nearest end of
    it, NaN gives 0. */

@@ -26,6 +26,9 @@ HOST_API void* SEQ_GetAddress(SEQ_List list, int32_t index);
 HOST_API HOST_Err SEQ_Insert(SEQ_List list, int32_t index, const void* element);
 HOST_API HOST_Err SEQ_RemoveRange(SEQ_List list, int32_t first, int32_t count);
 HOST_API HOST_Err SEQ_Compact(SEQ_List list);
+/* Sets the number of elements, growing the room to hold them (as an insert
+   would, so not while locked); new elements are zero. */
+HOST_API HOST_Err SEQ_SetCount(SEQ_List list, int32_t count);
 
 HOST_END_C
 

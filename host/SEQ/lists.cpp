@@ -109,3 +109,16 @@ HOST_Err SEQ_Compact(SEQ_List list) {
   if (list->capacity == list->count) return KO_Err_None;
   return set_capacity(list, list->count);
 }
+
+HOST_Err SEQ_SetCount(SEQ_List list, int32_t count) {
+  if (!list || count < 0) return KO_Err_Internal;
+  if (count > list->capacity) {
+    if (list->locks > 0) return KO_Err_Internal;
+    if (HOST_Err err = set_capacity(list, count)) return err;
+  }
+  if (count > list->count) {
+    std::memset(list->elements + bytes_for(list, list->count), 0, bytes_for(list, count - list->count));
+  }
+  list->count = count;
+  return KO_Err_None;
+}

@@ -134,6 +134,43 @@ TEST(SeqLists, LocksNest) {
   SEQ_Dispose(list);
 }
 
+TEST(SeqLists, SetCountGrowsWithZeroElementsAndShrinksKeepingTheHead) {
+  const Books before;
+  SEQ_List list = make(1, 1);
+  insert(list, 0, 5);
+  ASSERT_EQ(SEQ_SetCount(list, 40), KO_Err_None);
+  ASSERT_EQ(SEQ_Count(list), 40);
+  EXPECT_EQ(static_cast<Pair*>(SEQ_GetAddress(list, 0))->a, 5);
+  for (int32_t i = 1; i < 40; ++i) {
+    const Pair* p = static_cast<Pair*>(SEQ_GetAddress(list, i));
+    EXPECT_EQ(p->a, 0);
+    EXPECT_EQ(p->b, 0);
+  }
+  static_cast<Pair*>(SEQ_GetAddress(list, 39))->a = 7;
+  ASSERT_EQ(SEQ_SetCount(list, 2), KO_Err_None);
+  EXPECT_EQ(values(list), (std::vector<int32_t>{5, 0}));
+  // Growing again within the room zeroes what was there before.
+  ASSERT_EQ(SEQ_SetCount(list, 40), KO_Err_None);
+  EXPECT_EQ(static_cast<Pair*>(SEQ_GetAddress(list, 39))->a, 0);
+  ASSERT_EQ(SEQ_SetCount(list, 0), KO_Err_None);
+  EXPECT_EQ(SEQ_Count(list), 0);
+  SEQ_Dispose(list);
+  EXPECT_TRUE(before.unchanged());
+}
+
+TEST(SeqLists, SetCountRefusesWhatItCannotDo) {
+  SEQ_List list = make(2, 1);
+  EXPECT_EQ(SEQ_SetCount(nullptr, 1), KO_Err_Internal);
+  EXPECT_EQ(SEQ_SetCount(list, -1), KO_Err_Internal);
+  ASSERT_EQ(SEQ_Lock(list), KO_Err_None);
+  EXPECT_EQ(SEQ_SetCount(list, 2), KO_Err_None);  // within the room
+  EXPECT_EQ(SEQ_SetCount(list, 3), KO_Err_Internal);  // would move a locked list
+  EXPECT_EQ(SEQ_Count(list), 2);
+  ASSERT_EQ(SEQ_Unlock(list), KO_Err_None);
+  EXPECT_EQ(SEQ_SetCount(list, 3), KO_Err_None);
+  SEQ_Dispose(list);
+}
+
 TEST(SeqLists, NullListsAreRejected) {
   EXPECT_EQ(SEQ_Dispose(nullptr), KO_Err_Internal);
   EXPECT_EQ(SEQ_Count(nullptr), 0);
