@@ -22,5 +22,6 @@
 #include "RX_TransferRect.h"
 #include "RX_Draw.h"
 #include "RX_GuessAlpha.h"
+#include "RX_Wireframe.h"
 
 #endif
