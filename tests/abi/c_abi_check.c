@@ -13,6 +13,8 @@ _Static_assert(offsetof(RX_LayerDef, zw_world) == 96, "effect world record layou
 _Static_assert(offsetof(RX_EffectContext, progress) == 32, "effect context layout");
 _Static_assert(offsetof(RX_EffectContext, effect_token) == 184, "effect context layout");
 _Static_assert(sizeof(RX_ProgressInfo) == 24, "progress record layout");
+_Static_assert(sizeof(RX_Wireframe) == 72, "wireframe record layout");
+_Static_assert(offsetof(RX_GuessAlphaStats, min_alpha_pixel) == 3096, "guess statistics layout");
 
 static int g_failures;
 #define CHECK(cond)                                              \
@@ -60,6 +62,23 @@ int main(void) {
   }
   /* The padding between rows is left alone. */
   CHECK(pixels[W * 4] == 0 && pixels[STRIDE - 1] == 0);
+
+  /* Drawing, guessing and wireframes from C. */
+  {
+    const int32_t kernel[1] = {255};
+    const RX_Pixel8 ink = {255, 1, 2, 3};
+    uint32_t status = 9;
+    RX_Pixel8 matte = {0, 0, 0, 0};
+    RX_Wireframe wireframe;
+    CHECK(RX_PaintSpot(NULL, 1, 1, 0, 1, kernel, ink, &world) == RX_Result_OK);
+    CHECK(((const RX_Pixel8*)(pixels + STRIDE))[1].blue == 3);
+    CHECK(RXp_G_DebugFont.glyphs['A'][4] == 0x7c);
+    CHECK(RX_GuessAlpha(NULL, &world, NULL, &status, &matte) == RX_Result_OK);
+    /* Opaque and varied: the empty histograms' black passes. */
+    CHECK(status == RX_GuessAlpha_Premultiplied && matte.alpha == 255 && matte.red == 0);
+    CHECK(RX_AllocWireframe(3, 0, &wireframe) == RX_Result_OK && wireframe.point_count == 3);
+    CHECK(RX_DisposeWireframe(&wireframe) == RX_Result_OK && wireframe.points == NULL);
+  }
 
   CHECK(RX_Death() == RX_Result_OK);
   if (g_failures == 0) printf("C ABI: all checks passed\n");
