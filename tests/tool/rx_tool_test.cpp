@@ -205,7 +205,8 @@ TEST_F(RxTool, SixteenBitFilesScale65535To32768AndBackAndFloatFilesStayFloat) {
   for (auto& v : flayer) v = float(rng() % 1000) / 999.0f;
   write_rgba(at("bg.exr"), 6, 5, fbg, OIIO::TypeDesc::FLOAT);
   write_rgba(at("layer.exr"), 6, 5, flayer, OIIO::TypeDesc::FLOAT);
-  ASSERT_EQ(rx("info " + at("bg.exr")).out, at("bg.exr") + ": 6x5, 4 channels, float, with alpha\n");
+  ASSERT_EQ(rx("info " + at("bg.exr")).out, at("bg.exr") + ": 6x5, 4 channels, float, with alpha\n" + at("bg.exr") +
+                                              ": guessed alpha: not guessed (only 8-bit images are)\n");
   const ToolRun frun = rx("composite " + at("bg.exr") + " " + at("layer.exr") + " -o " + at("out.exr") + " --mode add");
   ASSERT_EQ(frun.status, 0) << frun.err;
 
@@ -246,7 +247,8 @@ TEST_F(RxTool, ConvertChangesDepthThroughThePackage) {
   const auto rgba = random_rgba8(rng, 9, 7);
   write_rgba(at("in.png"), 9, 7, rgba, OIIO::TypeDesc::UINT8);
   ASSERT_EQ(rx("convert " + at("in.png") + " -o " + at("out.tif") + " --depth 16").status, 0);
-  ASSERT_EQ(rx("info " + at("out.tif")).out, at("out.tif") + ": 9x7, 4 channels, uint16, with alpha\n");
+  ASSERT_EQ(rx("info " + at("out.tif")).out, at("out.tif") + ": 9x7, 4 channels, uint16, with alpha\n" + at("out.tif") +
+                                               ": guessed alpha: not guessed (only 8-bit images are)\n");
   ASSERT_EQ(rx("convert " + at("out.tif") + " -o " + at("back.png") + " --depth 8").status, 0);
   int w = 0, h = 0;
   // 8 to 16 to 8 bits is exact in the package.
@@ -289,10 +291,13 @@ TEST_F(RxTool, DemoWritesEveryResult) {
   const ToolRun run = rx("demo --out " + at("demo"));
   ASSERT_EQ(run.status, 0) << run.err;
   for (const char* name : {"over.png", "multiply.png", "screen-luma-matte.png", "dissolve.png", "hue-linear.tif",
-                           "difference-even.exr", "background-16.tif", "background.exr", "dithered.png"}) {
+                           "difference-even.exr", "background-16.tif", "background.exr", "dithered.png",
+                           "layer-on-white.png", "over-auto-alpha.png", "outline.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 14);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 20);
+  EXPECT_NE(run.out.find("layer-on-white.png: guessed alpha         premultiplied against white\n"), std::string::npos)
+      << run.out;
 }
 
 // ---- bad input: one line, a non-zero status, no crash ----

@@ -234,6 +234,20 @@ Picture to_depth(const Picture& picture, int32_t depth, bool dither) {
   return converted;
 }
 
+FileLayout read_file_layout(const std::string& path) {
+  auto in = open_file(path, nullptr);
+  const OIIO::ImageSpec& layout = in->spec();
+  FileLayout file;
+  file.width = layout.width;
+  file.height = layout.height;
+  file.channels = layout.nchannels;
+  file.type = layout.format.c_str();
+  file.alpha_named = layout.alpha_channel >= 0;
+  file.has_alpha = map_channels(layout).alpha >= 0;
+  file.depth = depth_of(layout.format);
+  return file;
+}
+
 std::string describe_file(const std::string& path) {
   auto in = open_file(path, nullptr);
   const OIIO::ImageSpec& layout = in->spec();

@@ -62,4 +62,14 @@ Picture to_depth(const Picture& picture, int32_t depth, bool dither);
 // "WIDTHxHEIGHT, N channels, TYPE" of a file, and ", with alpha".
 std::string describe_file(const std::string& path);
 
+// What a file's header says, as the tool reads it.
+struct FileLayout {
+  int32_t width = 0, height = 0, channels = 0;
+  std::string type;          // OpenImageIO's name of the channel type: "uint8", "half", ...
+  bool alpha_named = false;  // the file names an alpha channel
+  bool has_alpha = false;    // the tool reads an alpha from it (named, or the 2nd of 2, 4th of 4+)
+  int32_t depth = 8;         // the depth it loads at: 8, 16 or 32
+};
+FileLayout read_file_layout(const std::string& path);
+
 }  // namespace rxtool

@@ -19,6 +19,7 @@
   X(convert)                   \
   X(info)                      \
   X(modes)                     \
+  X(outline)                   \
   X(demo)
 
 namespace rxtool {
@@ -49,6 +50,12 @@ struct CompositeOptions {
   bool linear = false;                // blend in linear light (gamma 2.2)
   int32_t depth = 0;                  // working depth; 0: the background's
   bool premultiplied = false;         // files hold premultiplied colour
+  // How the layer's colour is taken, over --premultiplied for the layer:
+  // "" as the files; "straight"; "premultiplied" (against black); "auto":
+  // guessed by the package, and a premultiplied layer unmultiplied against
+  // its matte colour.
+  std::string alpha;
+  std::ostream* verbose = nullptr;    // where the choices made are told, or none
 };
 void composite(const CompositeOptions& options);
 
@@ -59,6 +66,20 @@ struct ConvertOptions {
   bool premultiplied = false;
 };
 void convert(const ConvertOptions& options);
+
+struct OutlineOptions {
+  std::string layer, output;
+  std::string background;             // drawn over instead of the layer, or none
+  int32_t grid = 8;                   // the sampling step to start with
+  int32_t max_points = 4000;          // the step grows until the points fit
+  double rotate = 0.0;                // degrees, clockwise on screen, about the layer's centre
+  double scale = 1.0;                 // about the layer's centre
+  int32_t translate_x = 0, translate_y = 0;  // then moved by this much
+  std::string colour = "1,0.1,0.1";   // R,G,B of the lines, 0 to 1
+  std::string label;                  // a caption in the package's bitmap font, or none
+};
+// Draws the wireframe of the layer's alpha and writes it; gives the point count.
+int32_t outline(const OutlineOptions& options);
 
 // Makes pictures in dir, runs every subcommand on them, one line each.
 void demo(const std::string& dir, std::ostream& out);

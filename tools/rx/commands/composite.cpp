@@ -1,8 +1,11 @@
 // rx composite: lays a layer over a background through a transfer mode
 // (RX_TransferRect), with opacity, position, track matte, fields,
 // keep-alpha, dissolve seed and linear light, and writes the background.
+// --alpha says how the layer's colour is taken, or lets the package guess.
 #include <memory>
+#include <ostream>
 
+#include "alpha_guess.h"
 #include "commands.h"
 #include "gamma_tables.h"
 #include "interrupts.h"
@@ -12,6 +15,38 @@
 #include "progress.h"
 
 namespace rxtool {
+namespace {
+
+// The layer as straight colour, taken as --alpha says.
+Picture load_layer(const CompositeOptions& o) {
+  if (o.alpha.empty()) {
+    Picture layer = load_picture(o.layer, o.premultiplied);
+    if (o.verbose) *o.verbose << "layer alpha: " << (o.premultiplied ? "premultiplied" : "straight") << " (as the files)\n";
+    return layer;
+  }
+  const int32_t choice = parse_choice(o.alpha, "alpha", {"auto", "straight", "premultiplied"});
+  Picture layer = load_picture(o.layer, false);
+  if (choice == 1) {
+    if (o.verbose) *o.verbose << "layer alpha: straight (as asked)\n";
+  } else if (choice == 2) {
+    unmultiply_against(layer, RX_Pixel8{255, 0, 0, 0}, o.layer);
+    if (o.verbose) *o.verbose << "layer alpha: premultiplied against black (as asked), unmultiplied\n";
+  } else {
+    const AlphaGuess guess = guess_alpha_any_depth(layer);
+    if (guess.premultiplied()) unmultiply_against(layer, guess.matte, o.layer);
+    if (o.verbose) {
+      *o.verbose << "layer alpha: " << guess.text();
+      if (guess.status == RX_GuessAlpha_Unable) {
+        *o.verbose << " (" << guess.message << "), taken as straight\n";
+      } else {
+        *o.verbose << " (guessed)" << (guess.premultiplied() ? ", unmultiplied" : "") << "\n";
+      }
+    }
+  }
+  return layer;
+}
+
+}  // namespace
 
 void composite(const CompositeOptions& o) {
   const int32_t mode_number = parse_mode(o.mode);
@@ -23,7 +58,7 @@ void composite(const CompositeOptions& o) {
   Picture background = load_picture(o.background, o.premultiplied);
   const int32_t depth = o.depth ? o.depth : background.depth();
   background = to_depth(background, depth, false);
-  const Picture layer = to_depth(load_picture(o.layer, o.premultiplied), depth, false);
+  const Picture layer = to_depth(load_layer(o), depth, false);
 
   RX_MaskWorld mask{};
   std::unique_ptr<Picture> matte;
@@ -44,7 +79,7 @@ void composite(const CompositeOptions& o) {
   save_picture(background, o.output, o.premultiplied);
 }
 
-void add_composite(CLI::App& app, const Console&) {
+void add_composite(CLI::App& app, const Console& console) {
   auto o = std::make_shared<CompositeOptions>();
   auto at = std::make_shared<std::string>("0,0");
   auto* sub = app.add_subcommand(
@@ -66,7 +101,14 @@ void add_composite(CLI::App& app, const Console&) {
       ->check(CLI::IsMember({8, 16, 32}));
   sub->add_flag("--premultiplied", o->premultiplied,
                 "Files hold premultiplied colour: unmultiply on reading, premultiply on writing");
-  sub->callback([o, at] {
+  sub->add_option("--alpha", o->alpha,
+                  "How the layer's colour is taken: auto (the package guesses, and a premultiplied layer is "
+                  "unmultiplied against its matte), straight, or premultiplied (against black)")
+      ->check(CLI::IsMember({"auto", "straight", "premultiplied"}));
+  auto verbose = std::make_shared<bool>(false);
+  sub->add_flag("-v,--verbose", *verbose, "Tell the choices made (how the layer's alpha was taken)");
+  sub->callback([o, at, verbose, &out = console.out] {
+    o->verbose = *verbose ? &out : nullptr;
     std::tie(o->at_x, o->at_y) = parse_position(*at, "--at");
     PackageSession package;
     composite(*o);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "alpha_guess.h"
 #include "commands.h"
 #include "option_values.h"
 #include "package_calls.h"
@@ -104,7 +105,7 @@ void demo(const std::string& dir, std::ostream& out) {
   step(out, "rx convert background.exr --depth 8 --dither", dithered, [&] { convert({linear, dithered, 8, true, false}); });
 
   auto composite_step = [&](const std::string& what, const char* name, CompositeOptions o) {
-    o.layer = layer;
+    if (o.layer.empty()) o.layer = layer;
     o.output = at(name);
     if (o.background.empty()) o.background = background;
     o.at_x = 120;
@@ -137,6 +138,37 @@ void demo(const std::string& dir, std::ostream& out) {
   difference.field = "even";
   difference.background = linear;
   composite_step("--mode difference --field even (float)", "difference-even.exr", difference);
+
+  // Alpha guessing: the layer as made, and premultiplied against white.
+  const std::string on_white = at("layer-on-white.png");
+  step(out, "made the layer premultiplied against white", on_white, [&] {
+    Picture p = load_picture(layer, false);
+    const RX_Pixel8 white{255, 255, 255, 255};
+    check_package(RX_PremulColor(nullptr, nullptr, &white, 1, p.def()), "premultiplying the layer");
+    save_picture(p, on_white, false);
+  });
+  line(out, "rx info layer.png: guessed alpha", "   " + guess_alpha(load_picture(layer, false)).text());
+  line(out, "rx info layer-on-white.png: guessed alpha", "   " + guess_alpha(load_picture(on_white, false)).text());
+  CompositeOptions auto_alpha;
+  auto_alpha.layer = on_white;
+  auto_alpha.alpha = "auto";
+  composite_step("layer-on-white.png --alpha auto", "over-auto-alpha.png", auto_alpha);
+
+  // The outline of the layer's alpha, turned and captioned.
+  const std::string outlined = at("outline.png");
+  int32_t points = 0;
+  step(out, "rx outline layer.png --rotate 12 --label", outlined, [&] {
+    OutlineOptions o;
+    o.layer = layer;
+    o.output = outlined;
+    o.background = background;
+    o.rotate = 12.0;
+    o.translate_x = 120;
+    o.translate_y = 60;
+    o.label = "rx outline: layer.png, turned 12 degrees";
+    points = outline(o);
+  });
+  line(out, "rx outline layer.png: wireframe points", "   " + std::to_string(points));
 }
 
 void add_demo(CLI::App& app, const Console& console) {
