@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "cpu_words.h"
 #include "linear_tables.h"
 #include "rx_test_support.h"
 
@@ -480,8 +481,8 @@ class BlendPipeline : public rxtest::BornPackage {};
 class BlendPipelineScalar : public ::testing::Test {
  protected:
   void SetUp() override {
-    RXHost_SetCpuWord(2, 0);
-    RXHost_SetCpuWord(6, 0);
+    RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 0);
+    RXHost_SetCpuWord(rxtest::kCpuWordSSSE3, 0);
     ASSERT_EQ(RX_Birth(), RX_Result_OK);
   }
   void TearDown() override {

@@ -1,6 +1,7 @@
 // Birth and death: order, tables, the override table, failures.
 #include <gmock/gmock.h>
 
+#include "cpu_words.h"
 #include "DSK/DSK.h"
 #include "GE/GE.h"
 #include "RXHost.h"
@@ -253,7 +254,7 @@ TEST_F(BirthFailure, DeathWithoutBirthReportsTheTablesCode) {
 TEST_F(BirthFailure, BirthWithoutSSE2LeavesTheVectorConstantsUnset) {
   RX_G_vf255 = RX_Vec128{};
   RX_G_AlphaMask32 = RX_Vec128{};
-  RXHost_SetCpuWord(2, 0);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 0);
   ASSERT_EQ(RX_Birth(), RX_Result_OK);
   EXPECT_EQ(RX_G_vf255.f32[0], 0.0f);
   EXPECT_EQ(RX_G_AlphaMask32.u32[0], 0u);
@@ -261,7 +262,7 @@ TEST_F(BirthFailure, BirthWithoutSSE2LeavesTheVectorConstantsUnset) {
 }
 
 TEST_F(BirthFailure, BirthWithSSE2SetsTheVectorConstants) {
-  RXHost_SetCpuWord(2, 1);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 1);
   ASSERT_EQ(RX_Birth(), RX_Result_OK);
   for (int lane = 0; lane < 4; ++lane) {
     EXPECT_EQ(RX_G_AlphaMask32.u32[lane], lane == 0 ? 0xFFFFFFFFu : 0u);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "RXHost.h"
+#include "cpu_words.h"
 #include "frame/variants.h"
 #include "rx_test_support.h"
 #include "variant_forms.h"
@@ -14,19 +15,14 @@ namespace {
 
 constexpr int kWords[] = {rx::kCpuWordSSE2, rx::kCpuWordSSSE3, rx::kCpuWordAVX2};
 
-class VariantRegistry : public ::testing::Test {
+class VariantRegistry : public rxtest::BornDuringTest {
  protected:
   // Born with words 2, 6 and 7 set as given (bit 0: SSE2, 1: SSSE3, 2: AVX2).
   void born_with(unsigned words) {
-    for (int k = 0; k < 3; ++k) RXHost_SetCpuWord(kWords[k], (words >> k) & 1u);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
-    born_ = true;
+    born({{rxtest::kCpuWordSSE2, (words & 1u) != 0},
+          {rxtest::kCpuWordSSSE3, (words & 2u) != 0},
+          {rxtest::kCpuWordAVX2, (words & 4u) != 0}});
   }
-  void TearDown() override {
-    if (born_) EXPECT_EQ(RX_Death(), RX_Result_OK);
-    RXHost_ResetCpuWords();
-  }
-  bool born_ = false;
 };
 
 // Every entry of every family, with its family's name.
@@ -94,8 +90,7 @@ TEST_F(VariantRegistry, BirthPutsIntoEveryPlaceTheWidestFormItsWordsAllow) {
       EXPECT_EQ(*place, form) << "words " << words << ": a place holds another form than "
                               << (form == rx::variant_form_at(place, false) ? "its plain one" : "its widest one");
     }
-    EXPECT_EQ(RX_Death(), RX_Result_OK);
-    born_ = false;
+    die();
   }
 }
 

@@ -11,15 +11,19 @@
 #include <string>
 #include <vector>
 
+#include "cpu_words.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
 
-constexpr int kSSE2Word = 2;
+namespace ref = rxtest::ref;
+
+using rxtest::kCpuWordSSE2;
 constexpr uint8_t kGuard = 0xC3;
 
-uint32_t m255(uint32_t x) { return (((x + 128) >> 8) + x + 128) >> 8; }
-uint32_t divide(uint32_t a, uint32_t v) { return RXp_G_fcd_table[a * 256 + v]; }
+using rxtest::ref::m255;
+using rxtest::ref::divide;
 
 // One pixel of four bytes with its alpha at byte `ai`: alpha 0 clears all
 // four bytes, alpha 255 leaves them, others take each colour byte by the
@@ -90,17 +94,7 @@ std::string bytes_of(const uint8_t* p) {
   return out.str();
 }
 
-class ByteRunMattes : public ::testing::TestWithParam<bool> {
- protected:
-  void SetUp() override {
-    RXHost_SetCpuWord(kSSE2Word, GetParam() ? 1 : 0);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
-  }
-  void TearDown() override {
-    EXPECT_EQ(RX_Death(), RX_Result_OK);
-    RXHost_ResetCpuWords();
-  }
-};
+class ByteRunMattes : public rxtest::BornWithSse2Param {};
 
 INSTANTIATE_TEST_SUITE_P(Sse2, ByteRunMattes, ::testing::Bool(),
                          [](const ::testing::TestParamInfo<bool>& info) {
@@ -254,7 +248,7 @@ TEST(ByteRunMattesBothWays, SameBytesWithAndWithoutSSE2) {
   for (size_t p = 0; p < 400 * 4; p += 4) data[p] = data[p + 3] = (p / 32) % 2 ? 255 : 0;
   std::vector<uint8_t> results[2][6];
   for (int sse2 = 0; sse2 <= 1; ++sse2) {
-    RXHost_SetCpuWord(kSSE2Word, uint32_t(sse2));
+    RXHost_SetCpuWord(kCpuWordSSE2, uint32_t(sse2));
     ASSERT_EQ(RX_Birth(), RX_Result_OK);
     int k = 0;
     for (Op op : kOps) {

@@ -9,9 +9,12 @@
 #include <cstdlib>
 #include <vector>
 
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
+
+namespace ref = rxtest::ref;
 
 // ---- the rules, written plainly ----
 
@@ -163,7 +166,7 @@ Px ref_yiq_to_rgb(const RX_YIQPixel& in, Px out) {
   return out;
 }
 
-uint32_t m255(uint32_t x) { return (((x + 128) >> 8) + x + 128) >> 8; }
+using rxtest::ref::m255;
 
 // ---- the functions of each depth ----
 

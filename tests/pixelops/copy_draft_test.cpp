@@ -10,18 +10,20 @@
 #include <string>
 #include <vector>
 
+#include "painted_worlds.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
+
+namespace ref = rxtest::ref;
 
 using rxtest::ReportCapture;
 using rxtest::TestWorld;
 
 // ---- the depth rules, written plainly ----
 
-uint16_t rule_8_to_16(uint8_t c) { return uint16_t((uint32_t(c) * 0x808080u + 33200u) >> 16); }
 float rule_8_to_float(uint8_t c) { return float(c) * 0.003921569f; }
-uint8_t rule_16_to_8(uint16_t c) { return uint8_t((uint32_t(c) * 255u + 16384u) >> 15); }
 float rule_16_to_float(uint16_t c) { return float(c) * 3.0517578e-05f; }
 // From float every channel is clamped, alpha included.
 uint16_t rule_float_to_16_clamped(float c) {
@@ -40,9 +42,9 @@ uint8_t rule_float_to_8_clamped(float c) {
 template <class To, class From>
 auto channel(From c) {
   if constexpr (std::is_same_v<From, To>) return c;
-  else if constexpr (std::is_same_v<From, uint8_t> && std::is_same_v<To, uint16_t>) return rule_8_to_16(c);
+  else if constexpr (std::is_same_v<From, uint8_t> && std::is_same_v<To, uint16_t>) return ref::widen_8_to_16(c);
   else if constexpr (std::is_same_v<From, uint8_t> && std::is_same_v<To, float>) return rule_8_to_float(c);
-  else if constexpr (std::is_same_v<From, uint16_t> && std::is_same_v<To, uint8_t>) return rule_16_to_8(c);
+  else if constexpr (std::is_same_v<From, uint16_t> && std::is_same_v<To, uint8_t>) return ref::narrow_16_to_8(c);
   else if constexpr (std::is_same_v<From, uint16_t> && std::is_same_v<To, float>) return rule_16_to_float(c);
   else if constexpr (std::is_same_v<From, float> && std::is_same_v<To, uint16_t>) return rule_float_to_16_clamped(c);
   else return rule_float_to_8_clamped(c);
@@ -85,58 +87,16 @@ constexpr uint8_t kPadding = 0xC3;
 // pixels varied_pixel(seed).
 template <class Px>
 void paint(TestWorld<Px>& w, int32_t seed) {
-  for (int32_t y = 0; y < w.height(); ++y) {
-    std::memset(&w.at(0, y), kPadding, size_t(w.def()->row_stride));
-    for (int32_t x = 0; x < w.width(); ++x) w.at(x, y) = varied_pixel<Px>(x, y, seed);
-  }
+  rxtest::paint(w, [seed](int32_t x, int32_t y) { return varied_pixel<Px>(x, y, seed); }, kPadding);
 }
 
 // The bytes of a world's rows, padding included.
 template <class Px>
-struct Raw {
-  int32_t width = 0, height = 0, stride = 0;
-  std::vector<uint8_t> bytes;
-
-  explicit Raw(TestWorld<Px>& w) : width(w.width()), height(w.height()), stride(w.def()->row_stride) {
-    for (int32_t y = 0; y < height; ++y) {
-      const auto* row = reinterpret_cast<const uint8_t*>(&w.at(0, y));
-      bytes.insert(bytes.end(), row, row + stride);
-    }
-  }
-  Px get(int32_t x, int32_t y) const {
-    Px p;
-    std::memcpy(&p, &bytes[size_t(y) * stride + size_t(x) * sizeof(Px)], sizeof p);
-    return p;
-  }
-  void put(int32_t x, int32_t y, const Px& p) {
-    if (x < 0 || y < 0 || x >= width || y >= height) {
-      ADD_FAILURE() << "the reference writes outside the destination at " << x << ", " << y;
-      return;
-    }
-    std::memcpy(&bytes[size_t(y) * stride + size_t(x) * sizeof(Px)], &p, sizeof p);
-  }
-};
+using Raw = rxtest::RawRows<Px>;
 
 // Compares every byte of a world's rows with the expected ones and names
 // the first pixel (or padding byte) that differs.
-template <class Px>
-::testing::AssertionResult rows_equal(const Raw<Px>& expected, TestWorld<Px>& actual) {
-  const Raw<Px> got(actual);
-  for (size_t i = 0; i < expected.bytes.size(); ++i) {
-    if (expected.bytes[i] != got.bytes[i]) {
-      const int32_t y = int32_t(i / size_t(expected.stride));
-      const int32_t off = int32_t(i % size_t(expected.stride));
-      auto r = ::testing::AssertionFailure();
-      if (off >= expected.width * int32_t(sizeof(Px))) {
-        return r << "padding byte " << off << " of row " << y << " changed";
-      }
-      return r << "pixel " << off / int32_t(sizeof(Px)) << ", " << y << " byte "
-               << off % int32_t(sizeof(Px)) << ": expected " << int(expected.bytes[i]) << ", got "
-               << int(got.bytes[i]);
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
+using rxtest::rows_equal;
 
 // ---- the copy, written plainly ----
 

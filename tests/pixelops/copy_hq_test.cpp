@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "painted_worlds.h"
 #include "RX_AreaSampling.h"
 #include "rx_test_support.h"
 
@@ -45,50 +46,14 @@ constexpr uint8_t kPadding = 0xC3;
 
 template <class Px>
 void paint(TestWorld<Px>& w, int32_t seed) {
-  for (int32_t y = 0; y < w.height(); ++y) {
-    std::memset(&w.at(0, y), kPadding, size_t(w.def()->row_stride));
-    for (int32_t x = 0; x < w.width(); ++x) w.at(x, y) = varied_pixel<Px>(x, y, seed);
-  }
+  rxtest::paint(w, [seed](int32_t x, int32_t y) { return varied_pixel<Px>(x, y, seed); }, kPadding);
 }
 
 // The bytes of a world's rows, padding included.
 template <class Px>
-struct Raw {
-  int32_t width = 0, height = 0, stride = 0;
-  std::vector<uint8_t> bytes;
+using Raw = rxtest::RawRows<Px>;
 
-  explicit Raw(TestWorld<Px>& w) : width(w.width()), height(w.height()), stride(w.def()->row_stride) {
-    for (int32_t y = 0; y < height; ++y) {
-      const auto* row = reinterpret_cast<const uint8_t*>(&w.at(0, y));
-      bytes.insert(bytes.end(), row, row + stride);
-    }
-  }
-  void put(int32_t x, int32_t y, const Px& p) {
-    if (x < 0 || y < 0 || x >= width || y >= height) {
-      ADD_FAILURE() << "the reference writes outside the destination at " << x << ", " << y;
-      return;
-    }
-    std::memcpy(&bytes[size_t(y) * stride + size_t(x) * sizeof(Px)], &p, sizeof p);
-  }
-};
-
-template <class Px>
-::testing::AssertionResult rows_equal(const Raw<Px>& expected, TestWorld<Px>& actual) {
-  const Raw<Px> got(actual);
-  for (size_t i = 0; i < expected.bytes.size(); ++i) {
-    if (expected.bytes[i] != got.bytes[i]) {
-      const int32_t y = int32_t(i / size_t(expected.stride));
-      const int32_t off = int32_t(i % size_t(expected.stride));
-      auto r = ::testing::AssertionFailure();
-      if (off >= expected.width * int32_t(sizeof(Px)))
-        return r << "padding byte " << off << " of row " << y << " changed";
-      return r << "pixel " << off / int32_t(sizeof(Px)) << ", " << y << " byte "
-               << off % int32_t(sizeof(Px)) << ": expected " << int(expected.bytes[i]) << ", got "
-               << int(got.bytes[i]);
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
+using rxtest::rows_equal;
 
 // ---- the samplers the copy is to use ----
 

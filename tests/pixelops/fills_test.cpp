@@ -6,75 +6,33 @@
 #include <limits>
 #include <vector>
 
+#include "painted_worlds.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
 
+namespace ref = rxtest::ref;
+
 using rxtest::ReportCapture;
 using rxtest::TestWorld;
 
-constexpr uint8_t kPaddingByte = 0xA5;
+using rxtest::kPaddingByte;
 constexpr int32_t kGeneralLocation = 0x2503E7;
 constexpr int32_t kFillBadParameterLocation = 0x25000D;
 const char* const kBadParameterText = "bad parameter passed to effect callback";
 
-// A pixel no fill produces by accident: every channel non-zero and
-// different from its neighbours'.
-template <class Px>
-Px marker(int32_t x, int32_t y) {
-  Px p{};
-  if constexpr (sizeof(Px) == 16) {
-    p = {0.25f + float(x), 100.0f + float(y), -3.5f - float(x), 7.0f + float(x * y)};
-  } else {
-    using Cv = decltype(p.red);
-    p = {Cv(1 + (x * 13 + y * 7) % 200), Cv(2 + (x * 5 + y * 11) % 200), Cv(3 + (x + y) % 200),
-         Cv(4 + (x * 3 + y * 17) % 200)};
-  }
-  return p;
-}
+using rxtest::distinct_marker;
+using rxtest::padding_intact;
 
 // Every row's padding gets kPaddingByte, every pixel its marker.
 template <class Px>
 void paint(TestWorld<Px>& world) {
-  RX_LayerDef* def = world.def();
-  for (int32_t y = 0; y < def->height; ++y) {
-    std::memset(&world.at(0, y), kPaddingByte, size_t(def->row_stride));
-    for (int32_t x = 0; x < def->width; ++x) world.at(x, y) = marker<Px>(x, y);
-  }
+  rxtest::paint(world, distinct_marker<Px>);
 }
 
 template <class Px>
-bool padding_intact(TestWorld<Px>& world) {
-  RX_LayerDef* def = world.def();
-  const size_t pixel_bytes = size_t(def->width) * sizeof(Px);
-  for (int32_t y = 0; y < def->height; ++y) {
-    const auto* row = reinterpret_cast<const uint8_t*>(&world.at(0, y));
-    for (size_t i = pixel_bytes; i < size_t(def->row_stride); ++i) {
-      if (row[i] != kPaddingByte) return false;
-    }
-  }
-  return true;
-}
-
-// A world over part of a larger one: its rows are the parent's, so a
-// write outside it shows in the parent.
-template <class Px>
-struct SubWorld {
-  TestWorld<Px> parent;
-  RX_LayerDef def;
-  GE_LRect place;
-
-  SubWorld(int32_t parent_width, int32_t parent_height, int32_t padding, int32_t misalign,
-           GE_LRect where)
-      : parent(parent_width, parent_height, padding, misalign), place(where) {
-    paint(parent);
-    def = *parent.def();
-    def.data = &parent.at(where.left, where.top);
-    def.width = where.right - where.left;
-    def.height = where.bottom - where.top;
-    def.content_rect = {0, 0, def.width, def.height};
-  }
-};
+using SubWorld = rxtest::PaintedSubWorld<Px>;
 
 // Checks every pixel of the parent: colour where want(x, y) in sub-world
 // coordinates says so, else the marker.
@@ -85,7 +43,7 @@ void expect_filled(SubWorld<Px>& sub, const Px& colour, Want want) {
       const int32_t sx = x - sub.place.left;
       const int32_t sy = y - sub.place.top;
       const bool inside = sx >= 0 && sy >= 0 && sx < sub.def.width && sy < sub.def.height;
-      const Px expected = inside && want(sx, sy) ? colour : marker<Px>(x, y);
+      const Px expected = inside && want(sx, sy) ? colour : distinct_marker<Px>(x, y);
       ASSERT_TRUE(rxtest::same_pixel(sub.parent.at(x, y), expected)) << "at " << x << ", " << y;
     }
   }
@@ -94,7 +52,6 @@ void expect_filled(SubWorld<Px>& sub, const Px& colour, Want want) {
 
 // ---- conversions, written as the rules state them ----
 
-uint16_t fill_8_to_16(uint32_t c) { return uint16_t((c * 32768 + 128) / 255); }
 float fill_8_to_float(uint32_t c) { return float(double(c) * 0.00392156862745098); }
 uint8_t fill_16_to_8(uint32_t c) { return uint8_t((c * 255 + 16384) >> 15); }
 float fill_16_to_float(uint32_t c) { return float(c) * 3.0517578e-05f; }
@@ -172,10 +129,10 @@ TEST(FillConversion, EightBitColourIn16BitWorldIsTimes32768Plus128Over255) {
   for (int32_t c = 0; c < 256; ++c) {
     const RX_Pixel8 in = colour8(c);
     const RX_Pixel16& out = world.at(c, 0);
-    ASSERT_EQ(out.alpha, fill_8_to_16(in.alpha)) << c;
-    ASSERT_EQ(out.red, fill_8_to_16(in.red)) << c;
-    ASSERT_EQ(out.green, fill_8_to_16(in.green)) << c;
-    ASSERT_EQ(out.blue, fill_8_to_16(in.blue)) << c;
+    ASSERT_EQ(out.alpha, ref::colour_8_to_16(in.alpha)) << c;
+    ASSERT_EQ(out.red, ref::colour_8_to_16(in.red)) << c;
+    ASSERT_EQ(out.green, ref::colour_8_to_16(in.green)) << c;
+    ASSERT_EQ(out.blue, ref::colour_8_to_16(in.blue)) << c;
   }
   EXPECT_EQ(world.at(255, 0).alpha, 32768);
   EXPECT_EQ(world.at(0, 0).alpha, 0);
@@ -341,8 +298,8 @@ Px expected_of_8(const RX_Pixel8& c) {
   if constexpr (sizeof(Px) == 4) {
     return c;
   } else if constexpr (sizeof(Px) == 8) {
-    return {fill_8_to_16(c.alpha), fill_8_to_16(c.red), fill_8_to_16(c.green),
-            fill_8_to_16(c.blue)};
+    return {ref::colour_8_to_16(c.alpha), ref::colour_8_to_16(c.red), ref::colour_8_to_16(c.green),
+            ref::colour_8_to_16(c.blue)};
   } else {
     return {fill_8_to_float(c.alpha), fill_8_to_float(c.red), fill_8_to_float(c.green),
             fill_8_to_float(c.blue)};
@@ -489,7 +446,7 @@ TYPED_TEST(Fills, UnknownDepthIsReportedByEachEntryWithItsOwnText) {
   }
   for (int32_t y = 0; y < 3; ++y) {
     for (int32_t x = 0; x < 3; ++x) {
-      EXPECT_TRUE(rxtest::same_pixel(world.at(x, y), marker<TypeParam>(x, y)));
+      EXPECT_TRUE(rxtest::same_pixel(world.at(x, y), distinct_marker<TypeParam>(x, y)));
     }
   }
 }
@@ -537,7 +494,7 @@ TYPED_TEST(Fills, ClearAlphaExceptRectClearsTheFourBandsToTransparentBlack) {
       const int32_t sy = y - 2;
       const bool inside_world = sx >= 0 && sy >= 0 && sx < 9 && sy < 7;
       const bool kept = sx >= 2 && sx < 6 && sy >= 1 && sy < 5;
-      const TypeParam expected = inside_world && !kept ? TypeParam{} : marker<TypeParam>(x, y);
+      const TypeParam expected = inside_world && !kept ? TypeParam{} : distinct_marker<TypeParam>(x, y);
       ASSERT_TRUE(rxtest::same_pixel(sub.parent.at(x, y), expected)) << x << ", " << y;
     }
   }

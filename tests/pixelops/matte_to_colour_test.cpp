@@ -10,18 +10,23 @@
 #include <string>
 #include <vector>
 
+#include "cpu_words.h"
+#include "painted_worlds.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
 
+namespace ref = rxtest::ref;
+
 using rxtest::ReportCapture;
 using rxtest::TestWorld;
 
-constexpr int kSSE2Word = 2;
-constexpr uint8_t kPaddingByte = 0xA5;
+using rxtest::kCpuWordSSE2;
+using rxtest::kPaddingByte;
 constexpr int32_t kGeneralLocation = 0x2503E7;
 
-uint32_t m255(uint32_t x) { return (((x + 128) >> 8) + x + 128) >> 8; }
+using rxtest::ref::m255;
 
 enum class Order { ARGB, BGRA };
 
@@ -67,15 +72,7 @@ void paint_padding(TestWorld<RX_Pixel8>& w) {
   std::memset(w.def()->data, kPaddingByte, size_t(w.def()->row_stride) * size_t(w.height()));
 }
 
-bool padding_intact(TestWorld<RX_Pixel8>& w) {
-  for (int32_t y = 0; y < w.height(); ++y) {
-    const uint8_t* row = bytes_at(w, 0, y);
-    for (size_t i = size_t(w.width()) * 4; i < size_t(w.def()->row_stride); ++i) {
-      if (row[i] != kPaddingByte) return false;
-    }
-  }
-  return true;
-}
+using rxtest::padding_intact;
 
 // Checks every pixel of `after` against the rule applied to `before`
 // where inside(x, y), and unchanged elsewhere.
@@ -108,17 +105,7 @@ void copy_world(TestWorld<RX_Pixel8>& from, TestWorld<RX_Pixel8>& to) {
               size_t(from.def()->row_stride) * size_t(from.height()));
 }
 
-class MatteToColour : public ::testing::TestWithParam<bool> {
- protected:
-  void SetUp() override {
-    RXHost_SetCpuWord(kSSE2Word, GetParam() ? 1 : 0);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
-  }
-  void TearDown() override {
-    EXPECT_EQ(RX_Death(), RX_Result_OK);
-    RXHost_ResetCpuWords();
-  }
-};
+class MatteToColour : public rxtest::BornWithSse2Param {};
 
 INSTANTIATE_TEST_SUITE_P(Sse2, MatteToColour, ::testing::Bool(),
                          [](const ::testing::TestParamInfo<bool>& info) {
@@ -246,7 +233,7 @@ TEST_P(MatteToColour, RowsOfEveryWidthAtEveryOffset) {
 TEST(MatteToColourBothWays, SameBytesWithAndWithoutSSE2) {
   std::vector<uint8_t> results[2][2];
   for (int sse2 = 0; sse2 <= 1; ++sse2) {
-    RXHost_SetCpuWord(kSSE2Word, uint32_t(sse2));
+    RXHost_SetCpuWord(kCpuWordSSE2, uint32_t(sse2));
     ASSERT_EQ(RX_Birth(), RX_Result_OK);
     for (int o = 0; o < 2; ++o) {
       TestWorld<RX_Pixel8> world(37, 11, 12, 7);

@@ -11,20 +11,24 @@
 #include <string>
 #include <vector>
 
+#include "painted_worlds.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
 
+namespace ref = rxtest::ref;
+
 using rxtest::ReportCapture;
 using rxtest::TestWorld;
 
-constexpr uint8_t kPaddingByte = 0xA5;
+using rxtest::kPaddingByte;
 constexpr int32_t kGeneralLocation = 0x2503E7;
 
 // ---- the row rules, written plainly ----
 
-uint32_t m255(uint32_t x) { return (((x + 128) >> 8) + x + 128) >> 8; }
-uint32_t divide(uint32_t a, uint32_t v) { return RXp_G_fcd_table[a * 256 + v]; }
+using rxtest::ref::m255;
+using rxtest::ref::divide;
 
 // 8 bits. Forward: m + m255((c - m) * a) on 32-bit wrap-around arithmetic,
 // low byte kept; nothing when a is 255.
@@ -96,9 +100,7 @@ float one_over_255() {
   std::memcpy(&f, &bits, 4);
   return f;
 }
-uint16_t colour8_to_16(uint32_t c) { return uint16_t((c * 32768 + 128) / 255); }
 float colour8_to_float(uint32_t c) { return float(c) * one_over_255(); }
-uint8_t colour16_to_8(uint32_t c) { return uint8_t((c * 255 + 16384) >> 15); }
 float colour16_to_float(uint32_t c) { return float(c) * 3.0517578e-05f; }
 // Float to an integer depth: 0 below 0, white above white, else rounded
 // half up by truncation.
@@ -114,8 +116,8 @@ Px converted8(const RX_Pixel8& m) {
   if constexpr (sizeof(Px) == 4) {
     return m;
   } else if constexpr (sizeof(Px) == 8) {
-    return {colour8_to_16(m.alpha), colour8_to_16(m.red), colour8_to_16(m.green),
-            colour8_to_16(m.blue)};
+    return {ref::colour_8_to_16(m.alpha), ref::colour_8_to_16(m.red), ref::colour_8_to_16(m.green),
+            ref::colour_8_to_16(m.blue)};
   } else {
     return {colour8_to_float(m.alpha), colour8_to_float(m.red), colour8_to_float(m.green),
             colour8_to_float(m.blue)};
@@ -124,8 +126,8 @@ Px converted8(const RX_Pixel8& m) {
 template <class Px>
 Px converted16(const RX_Pixel16& m) {
   if constexpr (sizeof(Px) == 4) {
-    return {colour16_to_8(m.alpha), colour16_to_8(m.red), colour16_to_8(m.green),
-            colour16_to_8(m.blue)};
+    return {ref::narrow_16_to_8(m.alpha), ref::narrow_16_to_8(m.red), ref::narrow_16_to_8(m.green),
+            ref::narrow_16_to_8(m.blue)};
   } else if constexpr (sizeof(Px) == 8) {
     return m;
   } else {
@@ -250,17 +252,7 @@ struct Pair {
   }
 };
 
-template <class Px>
-bool padding_intact(TestWorld<Px>& world) {
-  const size_t pixel_bytes = size_t(world.width()) * sizeof(Px);
-  for (int32_t y = 0; y < world.height(); ++y) {
-    const auto* row = reinterpret_cast<const uint8_t*>(&world.at(0, y));
-    for (size_t i = pixel_bytes; i < size_t(world.def()->row_stride); ++i) {
-      if (row[i] != kPaddingByte) return false;
-    }
-  }
-  return true;
-}
+using rxtest::padding_intact;
 
 // out(x, y) is the rule applied to in(x, y) where inside(x, y), else
 // untouched(x, y).

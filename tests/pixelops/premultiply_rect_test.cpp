@@ -11,26 +11,28 @@
 #include <string>
 #include <vector>
 
+#include "cpu_words.h"
+#include "painted_worlds.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
 
+namespace ref = rxtest::ref;
+
 using rxtest::ReportCapture;
 using rxtest::TestWorld;
 
-constexpr uint8_t kPaddingByte = 0xA5;
+using rxtest::kPaddingByte;
 constexpr int32_t kGeneralLocation = 0x2503E7;
 constexpr int32_t kPremulRectBadParameterLocation = 0x250034;
 const char* const kBadParameterText = "bad parameter passed to effect callback";
 
 // ---- the rules of the black-matte scans, written plainly ----
 
-uint32_t m255(uint32_t x) { return (((x + 128) >> 8) + x + 128) >> 8; }
-uint32_t divide(uint32_t a, uint32_t v) { return RXp_G_fcd_table[a * 256 + v]; }
-uint32_t unmul16(uint32_t c, uint32_t a) {
-  if (c >= a) return 32768;
-  return ((c << 15) + (a >> 1)) / a;
-}
+using rxtest::ref::m255;
+using rxtest::ref::divide;
+using rxtest::ref::unmul16;
 bool cannot_divide(float a) {
   return a == 0.0f || std::isnan(a) || std::fpclassify(a) == FP_SUBNORMAL;
 }
@@ -90,23 +92,10 @@ Px marker(int32_t x, int32_t y) {
 
 template <class Px>
 void paint(TestWorld<Px>& world) {
-  for (int32_t y = 0; y < world.height(); ++y) {
-    std::memset(&world.at(0, y), kPaddingByte, size_t(world.def()->row_stride));
-    for (int32_t x = 0; x < world.width(); ++x) world.at(x, y) = marker<Px>(x, y);
-  }
+  rxtest::paint(world, marker<Px>);
 }
 
-template <class Px>
-bool padding_intact(TestWorld<Px>& world) {
-  const size_t pixel_bytes = size_t(world.width()) * sizeof(Px);
-  for (int32_t y = 0; y < world.height(); ++y) {
-    const auto* row = reinterpret_cast<const uint8_t*>(&world.at(0, y));
-    for (size_t i = pixel_bytes; i < size_t(world.def()->row_stride); ++i) {
-      if (row[i] != kPaddingByte) return false;
-    }
-  }
-  return true;
-}
+using rxtest::padding_intact;
 
 // Every pixel of the world: premultiplied where inside(x, y), the marker
 // elsewhere. (x, y) in the world's own coordinates, shifted by `at`.
@@ -135,7 +124,7 @@ template <class Px>
 class PremultiplyWorld : public ::testing::Test {
  protected:
   void SetUp() override {
-    RXHost_SetCpuWord(6, 0);
+    RXHost_SetCpuWord(rxtest::kCpuWordSSSE3, 0);
     ASSERT_EQ(RX_Birth(), RX_Result_OK);
   }
   void TearDown() override {

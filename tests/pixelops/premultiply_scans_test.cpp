@@ -11,20 +11,23 @@
 #include <sstream>
 #include <vector>
 
+#include "reference_arith.h"
 #include "pixelops/premultiply_scans.h"
 #include "rx_test_support.h"
 #include "variant_forms.h"
 
 namespace {
 
+namespace ref = rxtest::ref;
+
 using rxtest::mask_pixels;
 
 // ---- the rules, written plainly ----
 
 // Exact rounded division by 255 of a product of two bytes.
-uint32_t m255(uint32_t x) { return (((x + 128) >> 8) + x + 128) >> 8; }
+using rxtest::ref::m255;
 // Row a, column v of the divide table prepared at birth.
-uint32_t divide(uint32_t a, uint32_t v) { return RXp_G_fcd_table[a * 256 + v]; }
+using rxtest::ref::divide;
 
 uint32_t ref8(int slot, uint32_t a, uint32_t c) {
   switch (slot) {
@@ -48,11 +51,8 @@ uint32_t ref8(int slot, uint32_t a, uint32_t c) {
 }
 
 // 16 bits: white is 32768, the centre 16384.
-uint32_t mul16(uint32_t a, uint32_t b) { return (a * b + 16383) >> 15; }
-uint32_t unmul16(uint32_t c, uint32_t a) {
-  if (c >= a) return 32768;
-  return ((c << 15) + (a >> 1)) / a;
-}
+using rxtest::ref::mul16;
+using rxtest::ref::unmul16;
 
 inline uint32_t ref16(int slot, uint32_t a, uint32_t c) {
   switch (slot) {

@@ -4,6 +4,7 @@
 // operations whose variants must be exact have to agree to the bit.
 #include <random>
 
+#include "cpu_words.h"
 #include "pixelops/premultiply_scans.h"
 #include "rx_test_support.h"
 #include "variant_forms.h"
@@ -117,8 +118,8 @@ TEST_F(PremultiplyStress, ProcessorVariantsAgreeWithThePlainFormsOnRandomWork) {
   const uint64_t with_variants = run_all(20261122);
   ASSERT_EQ(RX_Death(), RX_Result_OK);
 
-  RXHost_SetCpuWord(2, 0);
-  RXHost_SetCpuWord(6, 0);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 0);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSSE3, 0);
   ASSERT_EQ(RX_Birth(), RX_Result_OK);
   // The plain forms are in the table now.
   EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_PremulScanBlack8], rxtest::form<RX_OverFunc>(RX_Slot_PremulScanBlack8, false));

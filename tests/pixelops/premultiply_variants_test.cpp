@@ -13,14 +13,13 @@
 #include <sstream>
 #include <vector>
 
+#include "cpu_words.h"
 #include "pixelops/premultiply_scans.h"
 #include "rx_test_support.h"
 #include "variant_forms.h"
 
 namespace {
 
-constexpr int kSSE2Word = 2;
-constexpr int kSSSE3Word = 6;
 
 const int kScanSlots[] = {35, 36, 37, 38, 39, 40, 41, 72, 73, 74, 75, 76,
                           77, 78, 106, 107, 108, 109, 110, 111, 112};
@@ -36,22 +35,11 @@ using rxtest::form;
 
 // Births the package with chosen CPU words; the words go back to the
 // processor's afterwards.
-class ScanVariants : public ::testing::Test {
+class ScanVariants : public rxtest::BornDuringTest {
  protected:
   void born(bool sse2, bool ssse3) {
-    RXHost_SetCpuWord(kSSE2Word, sse2 ? 1 : 0);
-    RXHost_SetCpuWord(kSSSE3Word, ssse3 ? 1 : 0);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
-    born_ = true;
+    BornDuringTest::born({{rxtest::kCpuWordSSE2, sse2}, {rxtest::kCpuWordSSSE3, ssse3}});
   }
-  void SetUp() override {}
-  void TearDown() override {
-    if (born_) {
-      EXPECT_EQ(RX_Death(), RX_Result_OK);
-    }
-    RXHost_ResetCpuWords();
-  }
-  bool born_ = false;
 };
 
 // ---- which form birth installs ----
@@ -110,8 +98,7 @@ TEST_F(ScanVariants, BirthWithBothWordsInstallsEveryProcessorForm) {
 TEST_F(ScanVariants, ARebirthFollowsTheWordsOfItsOwnTime) {
   born(true, true);
   expect_installed(true, true);
-  ASSERT_EQ(RX_Death(), RX_Result_OK);
-  born_ = false;
+  die();
   born(false, false);
   expect_installed(false, false);
 }

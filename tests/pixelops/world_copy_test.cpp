@@ -5,9 +5,12 @@
 #include <array>
 #include <vector>
 
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
+
+namespace ref = rxtest::ref;
 
 using rxtest::ReportCapture;
 
@@ -61,8 +64,6 @@ class Bitmap {
 
 Bytes4 reversed(Bytes4 w) { return {w[3], w[2], w[1], w[0]}; }
 
-uint16_t rule_8_to_16(uint8_t c) { return uint16_t((uint32_t(c) * 0x808080u + 33200u) >> 16); }
-uint8_t rule_16_to_8(uint16_t c) { return uint8_t((uint32_t(c) * 255u + 16384u) >> 15); }
 
 class WorldCopy : public rxtest::BornPackage {};
 
@@ -159,7 +160,7 @@ TEST_F(WorldCopy, ADeepDestinationNeedingAFlipIsReportedAsUnimplementedAfterTheC
     for (int32_t x = 0; x < 3; ++x) {
       uint16_t deep[4];
       std::memcpy(deep, dst.at(x, y), 8);
-      for (int b = 0; b < 4; ++b) EXPECT_EQ(deep[b], rule_8_to_16(src.at(x, y)[b])) << x << ", " << y;
+      for (int b = 0; b < 4; ++b) EXPECT_EQ(deep[b], ref::widen_8_to_16(src.at(x, y)[b])) << x << ", " << y;
     }
 }
 
@@ -178,8 +179,8 @@ TEST_F(WorldCopy, ADeepSourceIntoABGRABitmapIsNarrowedThenFlipped) {
     for (int32_t x = 0; x < 2; ++x) {
       uint16_t deep[4];
       std::memcpy(deep, src.at(x, y), 8);
-      const Bytes4 narrowed{rule_16_to_8(deep[0]), rule_16_to_8(deep[1]), rule_16_to_8(deep[2]),
-                            rule_16_to_8(deep[3])};
+      const Bytes4 narrowed{ref::narrow_16_to_8(deep[0]), ref::narrow_16_to_8(deep[1]), ref::narrow_16_to_8(deep[2]),
+                            ref::narrow_16_to_8(deep[3])};
       EXPECT_EQ(dst.word(x, y), reversed(narrowed)) << x << ", " << y;
     }
 }

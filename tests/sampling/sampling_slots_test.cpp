@@ -3,6 +3,7 @@
 // overrides installed by the host.
 #include <cstdint>
 
+#include "cpu_words.h"
 #include "sampling_reference.h"
 
 namespace {
@@ -55,24 +56,9 @@ std::vector<Expectation> fixed_defaults() {
   };
 }
 
-class SamplingSlots : public ::testing::Test {
+class SamplingSlots : public rxtest::BornDuringTest {
  protected:
-  void born(bool sse2) {
-    RXHost_SetCpuWord(2, sse2 ? 1 : 0);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
-    born_ = true;
-  }
-  void die() {
-    if (born_) {
-      EXPECT_EQ(RX_Death(), RX_Result_OK);
-    }
-    born_ = false;
-  }
-  void TearDown() override {
-    die();
-    RXHost_ResetCpuWords();
-  }
-  bool born_ = false;
+  void born(bool sse2) { BornDuringTest::born({{rxtest::kCpuWordSSE2, sse2}}); }
 };
 
 TEST_F(SamplingSlots, BirthPutsEverySamplerIntoItsSlotWithAndWithoutSSE2) {

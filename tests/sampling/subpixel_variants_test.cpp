@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "cpu_words.h"
 #include "sampling_reference.h"
 
 namespace {
@@ -533,24 +534,9 @@ TEST(WorldObjectForms, SpansThroughTheWorldObjectMatchTheTranslateSpans) {
 
 // ---- processor word 2: the SSE2 kernel ----
 
-class SSE2Word : public ::testing::Test {
+class SSE2Word : public rxtest::BornDuringTest {
  protected:
-  void born(bool sse2) {
-    RXHost_SetCpuWord(2, sse2 ? 1 : 0);
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
-    born_ = true;
-  }
-  void die() {
-    if (born_) {
-      EXPECT_EQ(RX_Death(), RX_Result_OK);
-    }
-    born_ = false;
-  }
-  void TearDown() override {
-    die();
-    RXHost_ResetCpuWords();
-  }
-  bool born_ = false;
+  void born(bool sse2) { BornDuringTest::born({{rxtest::kCpuWordSSE2, sse2}}); }
 };
 
 // Content for the vector kernel: random worlds, and worlds of alphas and

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "cpu_words.h"
 #include "rx_test_support.h"
 #include "worlds/value_conversions.h"
 
@@ -217,7 +218,7 @@ class ConvertFloatTo8RowChoice : public ::testing::Test {
 };
 
 TEST_F(ConvertFloatTo8RowChoice, AlignedRowWithSSE2TakesTheVectorForm) {
-  RXHost_SetCpuWord(2, 1);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 1);
   FloatRow row;
   *row.at(0) = kPartingPixel;
   RX_Pixel8 out;
@@ -226,7 +227,7 @@ TEST_F(ConvertFloatTo8RowChoice, AlignedRowWithSSE2TakesTheVectorForm) {
 }
 
 TEST_F(ConvertFloatTo8RowChoice, UnalignedRowTakesTheScalarForm) {
-  RXHost_SetCpuWord(2, 1);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 1);
   FloatRow row;
   std::memcpy(row.at(4), &kPartingPixel, sizeof kPartingPixel);
   RX_Pixel8 out;
@@ -235,7 +236,7 @@ TEST_F(ConvertFloatTo8RowChoice, UnalignedRowTakesTheScalarForm) {
 }
 
 TEST_F(ConvertFloatTo8RowChoice, WithoutSSE2EvenAnAlignedRowTakesTheScalarForm) {
-  RXHost_SetCpuWord(2, 0);
+  RXHost_SetCpuWord(rxtest::kCpuWordSSE2, 0);
   FloatRow row;
   *row.at(0) = kPartingPixel;
   RX_Pixel8 out;

@@ -10,18 +10,20 @@
 #include <string>
 #include <vector>
 
+#include "painted_worlds.h"
+#include "reference_arith.h"
 #include "rx_test_support.h"
 
 namespace {
+
+namespace ref = rxtest::ref;
 
 using rxtest::ReportCapture;
 using rxtest::TestWorld;
 
 // ---- the depth rules, written plainly ----
 
-uint16_t rule_8_to_16(uint8_t c) { return uint16_t((uint32_t(c) * 0x808080u + 33200u) >> 16); }
 float rule_8_to_float(uint8_t c) { return float(c) * 0.003921569f; }
-uint8_t rule_16_to_8(uint16_t c) { return uint8_t((uint32_t(c) * 255u + 16384u) >> 15); }
 uint8_t rule_16_to_8_dithered(uint16_t c, uint32_t word) {
   return uint8_t((uint32_t(c) * 255u + (word & 0x7FFFu)) >> 15);
 }
@@ -86,7 +88,7 @@ void convert_row(const Src* in, Dst* out, int32_t n, bool aligned, DitherWords* 
     if constexpr (std::is_same_v<Src, Dst>) {
       d = s;
     } else if constexpr (sizeof(Src) == 4 && sizeof(Dst) == 8) {
-      d = {rule_8_to_16(s.alpha), rule_8_to_16(s.red), rule_8_to_16(s.green), rule_8_to_16(s.blue)};
+      d = {ref::widen_8_to_16(s.alpha), ref::widen_8_to_16(s.red), ref::widen_8_to_16(s.green), ref::widen_8_to_16(s.blue)};
     } else if constexpr (sizeof(Src) == 4) {
       d = {rule_8_to_float(s.alpha), rule_8_to_float(s.red), rule_8_to_float(s.green),
            rule_8_to_float(s.blue)};
@@ -98,7 +100,7 @@ void convert_row(const Src* in, Dst* out, int32_t n, bool aligned, DitherWords* 
         d.green = rule_16_to_8_dithered(s.green, words->next());
         d.blue = rule_16_to_8_dithered(s.blue, words->next());
       } else {
-        d = {rule_16_to_8(s.alpha), rule_16_to_8(s.red), rule_16_to_8(s.green), rule_16_to_8(s.blue)};
+        d = {ref::narrow_16_to_8(s.alpha), ref::narrow_16_to_8(s.red), ref::narrow_16_to_8(s.green), ref::narrow_16_to_8(s.blue)};
       }
     } else if constexpr (sizeof(Src) == 8) {
       d = {rule_16_to_float(s.alpha), rule_16_to_float(s.red), rule_16_to_float(s.green),
@@ -149,10 +151,7 @@ constexpr uint8_t kPadding = 0xC3;
 
 template <class Px>
 void paint(TestWorld<Px>& w, int32_t seed) {
-  for (int32_t y = 0; y < w.height(); ++y) {
-    std::memset(&w.at(0, y), kPadding, size_t(w.def()->row_stride));
-    for (int32_t x = 0; x < w.width(); ++x) w.at(x, y) = varied_pixel<Px>(x, y, seed);
-  }
+  rxtest::paint(w, [seed](int32_t x, int32_t y) { return varied_pixel<Px>(x, y, seed); }, kPadding);
 }
 
 // Row padding that makes the stride a multiple of 16 (plus 16), so that all
@@ -175,35 +174,9 @@ struct Framed {
 
 // The bytes of a world's rows, padding included.
 template <class Px>
-struct Raw {
-  int32_t width = 0, height = 0, stride = 0;
-  std::vector<uint8_t> bytes;
-  explicit Raw(TestWorld<Px>& w) : width(w.width()), height(w.height()), stride(w.def()->row_stride) {
-    for (int32_t y = 0; y < height; ++y) {
-      const auto* row = reinterpret_cast<const uint8_t*>(&w.at(0, y));
-      bytes.insert(bytes.end(), row, row + stride);
-    }
-  }
-  Px* row(int32_t y) { return reinterpret_cast<Px*>(&bytes[size_t(y) * stride]); }
-};
+using Raw = rxtest::RawRows<Px>;
 
-template <class Px>
-::testing::AssertionResult rows_equal(const Raw<Px>& expected, TestWorld<Px>& actual) {
-  const Raw<Px> got(actual);
-  for (size_t i = 0; i < expected.bytes.size(); ++i) {
-    if (expected.bytes[i] != got.bytes[i]) {
-      const int32_t y = int32_t(i / size_t(expected.stride));
-      const int32_t off = int32_t(i % size_t(expected.stride));
-      auto r = ::testing::AssertionFailure();
-      if (off >= expected.width * int32_t(sizeof(Px)))
-        return r << "padding byte " << off << " of row " << y << " changed";
-      return r << "pixel " << off / int32_t(sizeof(Px)) << ", " << y << " byte "
-               << off % int32_t(sizeof(Px)) << ": expected " << int(expected.bytes[i]) << ", got "
-               << int(got.bytes[i]);
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
+using rxtest::rows_equal;
 
 // The rectangle rule: with (dx, dy) the destination minus the rectangle's
 // corner, the destination span is max(0, max(L, 0) + dx) up to

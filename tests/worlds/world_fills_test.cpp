@@ -4,67 +4,27 @@
 #include <memory>
 #include <vector>
 
+#include "painted_worlds.h"
 #include "rx_test_support.h"
 
 namespace {
 
 using rxtest::TestWorld;
 
-constexpr uint8_t kPaddingByte = 0xA5;
+using rxtest::kPaddingByte;
 
-template <class Px>
-Px marker(int32_t x, int32_t y) {
-  Px p{};
-  if constexpr (sizeof(Px) == 16) {
-    p = {0.25f + float(x), 100.0f + float(y), -3.5f - float(x), 7.0f + float(x * y)};
-  } else {
-    using Cv = decltype(p.red);
-    p = {Cv(1 + (x * 13 + y * 7) % 200), Cv(2 + (x * 5 + y * 11) % 200), Cv(3 + (x + y) % 200),
-         Cv(4 + (x * 3 + y * 17) % 200)};
-  }
-  return p;
-}
+using rxtest::distinct_marker;
+using rxtest::padding_intact;
 
+// A world object over part of a larger painted test world, so that a
+// write outside it shows in the parent.
 template <class Px>
-void paint(TestWorld<Px>& world) {
-  for (int32_t y = 0; y < world.height(); ++y) {
-    std::memset(&world.at(0, y), kPaddingByte, size_t(world.def()->row_stride));
-    for (int32_t x = 0; x < world.width(); ++x) world.at(x, y) = marker<Px>(x, y);
-  }
-}
-
-template <class Px>
-bool padding_intact(TestWorld<Px>& world) {
-  const size_t pixel_bytes = size_t(world.width()) * sizeof(Px);
-  for (int32_t y = 0; y < world.height(); ++y) {
-    const auto* row = reinterpret_cast<const uint8_t*>(&world.at(0, y));
-    for (size_t i = pixel_bytes; i < size_t(world.def()->row_stride); ++i) {
-      if (row[i] != kPaddingByte) return false;
-    }
-  }
-  return true;
-}
-
-// A world object over part of a larger test world, so that a write outside
-// it shows in the parent.
-template <class Px>
-struct SubWorld {
-  TestWorld<Px> parent;
-  GE_LRect place;
-  RX_LayerDef def;
+struct SubWorld : rxtest::PaintedSubWorld<Px> {
   std::unique_ptr<RX_WorldX<Px>> world;
 
-  SubWorld(int32_t parent_width, int32_t parent_height, int32_t padding, int32_t misalign,
-           GE_LRect where)
-      : parent(parent_width, parent_height, padding, misalign), place(where) {
-    paint(parent);
-    def = *parent.def();
-    def.data = &parent.at(where.left, where.top);
-    def.width = where.right - where.left;
-    def.height = where.bottom - where.top;
-    def.content_rect = {0, 0, def.width, def.height};
-    world = std::make_unique<RX_WorldX<Px>>(def, false);
-  }
+  SubWorld(int32_t parent_width, int32_t parent_height, int32_t padding, int32_t misalign, GE_LRect where)
+      : rxtest::PaintedSubWorld<Px>(parent_width, parent_height, padding, misalign, where),
+        world(std::make_unique<RX_WorldX<Px>>(this->def, false)) {}
 };
 
 // Every pixel of the parent: changed(px, x, y) in sub-world coordinates
@@ -76,7 +36,7 @@ void expect_pixels(SubWorld<Px>& sub, Changed changed) {
       const int32_t sx = x - sub.place.left;
       const int32_t sy = y - sub.place.top;
       const bool inside = sx >= 0 && sy >= 0 && sx < sub.def.width && sy < sub.def.height;
-      const Px expected = inside ? changed(marker<Px>(x, y), sx, sy) : marker<Px>(x, y);
+      const Px expected = inside ? changed(distinct_marker<Px>(x, y), sx, sy) : distinct_marker<Px>(x, y);
       ASSERT_TRUE(rxtest::same_pixel(sub.parent.at(x, y), expected)) << "at " << x << ", " << y;
     }
   }
@@ -145,7 +105,7 @@ TYPED_TEST(WorldFills, ClearOfContiguousRowsCountsTheWholeWorldFromTheTopRow) {
   sub.world->Clear(&rows);
   for (int32_t y = 0; y < 10; ++y) {
     for (int32_t x = 0; x < 4; ++x) {
-      const TypeParam expected = y >= 2 && y < 7 ? TypeParam{} : marker<TypeParam>(x, y);
+      const TypeParam expected = y >= 2 && y < 7 ? TypeParam{} : distinct_marker<TypeParam>(x, y);
       ASSERT_TRUE(rxtest::same_pixel(sub.parent.at(x, y), expected)) << x << ", " << y;
     }
   }
