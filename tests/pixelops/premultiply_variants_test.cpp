@@ -6,6 +6,7 @@
 // stay within a measured distance of the plain form. Lines of every length
 // from 0 to 40 at every misalignment, in place and out of place.
 #include <algorithm>
+#include <random>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -233,6 +234,23 @@ TEST_F(ScanVariants, PremultiplyFormsEqualThePlainFormsOnEveryPairAt8Bits) {
 TEST_F(ScanVariants, PremultiplyFormsEqualThePlainFormsOnTheDenseSampleAt16Bits) {
   born(true, true);
   for (int slot : {74, 76}) EXPECT_EQ(dense16_difference(slot), 0) << "slot " << slot;
+}
+
+// Worlds may hold 16-bit words beyond white: both forms then compute the
+// same words, the complement against white wrapping to a 16-bit word.
+TEST_F(ScanVariants, SixteenBitWordsBeyondWhitePremultiplyAlikeInBothForms) {
+  born(true, true);
+  std::mt19937 rng(1616);
+  std::vector<RX_Pixel16> src(4096);
+  for (auto& p : src) {
+    auto word = [&] { return uint16_t(rng() % 3 == 0 ? 32768 + rng() % 32768 : rng() % 32769); };
+    p = {uint16_t(rng() % 32769), word(), word(), word()};
+  }
+  for (int slot : {74, 76}) {
+    const auto plain = applied(form<RX_PremulScan16>(slot, 0), src);
+    const auto fast = applied(form<RX_PremulScan16>(slot, 1), src);
+    EXPECT_EQ(largest_difference(plain, fast), 0) << "slot " << slot;
+  }
 }
 
 TEST_F(ScanVariants, PremultiplyFormsEqualThePlainFormsOnFloats) {

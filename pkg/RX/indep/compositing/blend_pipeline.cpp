@@ -7,7 +7,7 @@
 #include "RX_Blend.h"
 #include "RX_Messages.h"
 #include "compositing/transfer_arith.h"
-#include "pixelops/premultiply_math.h"
+#include "worlds/depth_arith.h"
 #include "frame/exception_boundary.h"
 #include "frame/reports.h"
 

@@ -37,7 +37,7 @@ class WorkLine {
 inline constexpr char kInvalidLinearTables[] = "Invalid tables for linearized blending";
 
 // Alpha and opacity between a depth and its working depth.
-inline uint16_t lift_alpha(uint8_t a) { return xfer::widen_8_to_16(a); }
+inline uint16_t lift_alpha(uint8_t a) { return convert_8_to_16(a); }
 inline uint16_t lift_alpha(uint16_t a) { return a; }
 inline float lift_alpha(float a) { return a; }
 

@@ -1,7 +1,7 @@
 // The AVX2 forms of the 8-bit matte rows without tables, eight pixels a
 // register.
 #include "compositing/blend_rows_matte_simd.h"
-#include "compositing/simd_avx2.h"
+#include "simd/avx2.h"
 
 namespace rx::blend {
 

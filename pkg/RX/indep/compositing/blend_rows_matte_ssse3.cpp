@@ -1,7 +1,7 @@
 // The SSSE3 forms of the 8-bit matte rows without tables, four pixels a
 // register.
 #include "compositing/blend_rows_matte_simd.h"
-#include "compositing/simd_sse.h"
+#include "simd/ssse3.h"
 
 namespace rx::blend {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "compositing/blend_rows_over_simd.h"
-#include "compositing/simd_avx2.h"
+#include "simd/avx2.h"
 
 namespace rx::blend {
 

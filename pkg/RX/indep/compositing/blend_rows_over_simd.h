@@ -13,20 +13,12 @@
 #pragma once
 
 #include "compositing/blend_rows_vector.h"
+#include "simd/vector_arith.h"
 
 namespace rx::blend::over_simd {
 
-// mul(x, y) of 8-bit values in 16-bit or 32-bit lanes (products below 65536).
-template <class S>
-typename S::I mul8_16(typename S::I x, typename S::I y) {
-  const auto t = S::add16(S::mullo16(x, y), S::set16(128));
-  return S::srli16(S::add16(t, S::srli16(t, 8)), 8);
-}
-template <class S>
-typename S::I mul8_32(typename S::I x, typename S::I y) {
-  const auto t = S::add32(S::mullo16(x, y), S::set32(128));
-  return S::srli32(S::add32(t, S::srli32(t, 8)), 8);
-}
+using simd::mul8_16;
+using simd::mul8_32;
 
 // x + mul(y - x, k) in 16-bit lanes, exactly as the scalar signed blend:
 // a non-negative difference rounds by mul, a negative one by the floor of

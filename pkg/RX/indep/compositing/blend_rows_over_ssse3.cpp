@@ -3,7 +3,7 @@
 #include <tmmintrin.h>
 
 #include "compositing/blend_rows_over_simd.h"
-#include "compositing/simd_sse.h"
+#include "simd/ssse3.h"
 
 namespace rx::blend {
 

@@ -4,6 +4,8 @@
 #include <emmintrin.h>
 
 #include "compositing/blend_rows_vector.h"
+#include "simd/sse2.h"
+#include "simd/vector_arith.h"
 
 namespace rx::blend {
 namespace {
@@ -11,10 +13,7 @@ namespace {
 const __m128i kAlphaBytes = _mm_set1_epi32(0xFF);
 
 // mul(x, y) of 8-bit values held in 32-bit lanes.
-inline __m128i mul8_epi32(__m128i x, __m128i y) {
-  const __m128i t = _mm_add_epi32(_mm_mullo_epi16(x, y), _mm_set1_epi32(128));
-  return _mm_srli_epi32(_mm_add_epi32(t, _mm_srli_epi32(t, 8)), 8);
-}
+inline __m128i mul8_epi32(__m128i x, __m128i y) { return simd::mul8_32<simd::Sse2>(x, y); }
 
 // Four pixels: alpha := mul(mul(alpha, opacity), mask alpha).
 inline __m128i copy_four(__m128i pixels, __m128i opacity, const RX_Pixel8* mask) {

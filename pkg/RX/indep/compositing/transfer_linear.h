@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "RX_Modes.h"
+#include "worlds/value_conversions.h"
 
 namespace rx::xfer {
 
@@ -31,9 +32,6 @@ inline uint16_t read_from_linear(const RX_LinearBlendingTables& t, uint32_t c) {
   return uint16_t(x);
 }
 
-// The package's exact scalings between 255 and 32768.
-inline uint16_t widen_8_to_16(uint32_t a) { return uint16_t((a * 0x808080u + 33200) >> 16); }
-inline uint8_t narrow_16_to_8(uint32_t a) { return uint8_t((a * 255 + 16384) >> 15); }
 
 template <class Px>
 struct LinearLight;
@@ -41,13 +39,13 @@ struct LinearLight;
 template <>
 struct LinearLight<RX_Pixel8> {
   using Work = RX_Pixel16;
-  static uint16_t lift_opacity(uint8_t opacity) { return widen_8_to_16(opacity); }
+  static uint16_t lift_opacity(uint8_t opacity) { return convert_8_to_16(opacity); }
   static Work lift(const RX_Pixel8& p, const RX_LinearBlendingTables& t) {
-    return {widen_8_to_16(p.alpha), t.to_linear[p.red], t.to_linear[p.green], t.to_linear[p.blue]};
+    return {convert_8_to_16(p.alpha), t.to_linear[p.red], t.to_linear[p.green], t.to_linear[p.blue]};
   }
   static RX_Pixel8 lower(const Work& p, const RX_LinearBlendingTables& t) {
-    auto colour = [&t](uint16_t c) { return narrow_16_to_8(read_from_linear(t, c)); };
-    return {narrow_16_to_8(p.alpha), colour(p.red), colour(p.green), colour(p.blue)};
+    auto colour = [&t](uint16_t c) { return convert_16_to_8(read_from_linear(t, c)); };
+    return {convert_16_to_8(p.alpha), colour(p.red), colour(p.green), colour(p.blue)};
   }
 };
 

@@ -14,7 +14,6 @@
 
 #include "RX_Modes.h"
 #include "compositing/transfer_arith.h"
-#include "pixelops/premultiply_math.h"
 
 namespace rx::xfer {
 
@@ -63,32 +62,8 @@ constexpr Matte matte_of(int mode) {
   }
 }
 
-// ---- the matte forms: dst as seen on the neutral colour, and back ----
-
-template <class A, Matte M>
-typename A::V matte(typename A::V d, typename A::V da) {
-  if constexpr (M == Matte::Black) {
-    return A::mul(d, da);
-  } else if constexpr (M == Matte::White) {
-    return A::inv(A::mul(A::inv(d), da));
-  } else {
-    return d >= A::half ? A::mul(d - A::half, da) + A::half : d + A::mul(A::half - d, A::inv(da));
-  }
-}
-
-// The grey form saturates at the integer depths: a quotient of a half or
-// more gives white or 0.
-template <class A, Matte M>
-typename A::V dematte(typename A::V c, typename A::V r) {
-  if constexpr (M == Matte::Black) {
-    return A::div(c, r);
-  } else if constexpr (M == Matte::White) {
-    return A::inv(A::div(A::inv(c), r));
-  } else {
-    if (c >= A::half) return A::limit_top(A::half + A::div(c - A::half, r));
-    return A::floor_zero(A::half - A::div(A::half - c, r));
-  }
-}
+// The matte forms (matte, dematte) are the depth's own, shared with
+// premultiplication: worlds/depth_arith.h.
 
 // ---- family 1: the matte modes, per channel on s and the matted m ----
 

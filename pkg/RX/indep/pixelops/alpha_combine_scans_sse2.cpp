@@ -4,15 +4,13 @@
 #include <emmintrin.h>
 
 #include "pixelops/premultiply_scans.h"
+#include "simd/sse2.h"
+#include "simd/vector_arith.h"
 
 namespace rx {
 namespace {
 
-// m255 in 32-bit lanes.
-inline __m128i m255_epi32(__m128i x) {
-  const __m128i t = _mm_add_epi32(x, _mm_set1_epi32(128));
-  return _mm_srli_epi32(_mm_add_epi32(t, _mm_srli_epi32(t, 8)), 8);
-}
+inline __m128i m255_epi32(__m128i x) { return simd::m255_32<simd::Sse2>(x); }
 
 // The alphas of four mask pixels, in the low bytes of four 32-bit lanes.
 inline __m128i load_four_alphas(const RX_Pixel8* p) {

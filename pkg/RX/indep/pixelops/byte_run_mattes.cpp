@@ -6,7 +6,7 @@
 
 #include "RX_Premul.h"
 #include "frame/variants.h"
-#include "pixelops/premultiply_math.h"
+#include "worlds/depth_arith.h"
 
 namespace rx {
 

@@ -7,7 +7,9 @@
 #include <cstring>
 
 #include "pixelops/byte_run_mattes.h"
-#include "pixelops/premultiply_math.h"
+#include "simd/sse2.h"
+#include "simd/vector_arith.h"
+#include "worlds/depth_arith.h"
 
 namespace rx {
 namespace {
@@ -27,10 +29,7 @@ BlockAlpha classify(__m128i p0, __m128i p1) {
   return clear == 0xFFFF ? BlockAlpha::Transparent : BlockAlpha::Mixed;
 }
 
-inline __m128i m255_epu16(__m128i x) {
-  const __m128i t = _mm_add_epi16(x, _mm_set1_epi16(128));
-  return _mm_srli_epi16(_mm_add_epi16(t, _mm_srli_epi16(t, 8)), 8);
-}
+inline __m128i m255_epu16(__m128i x) { return simd::m255_16<simd::Sse2>(x); }
 
 // Colour bytes times their pixel's alpha; alpha bytes kept.
 __m128i multiply_by_alpha(__m128i p) {

@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "RX_Color.h"
-#include "pixelops/premultiply_math.h"
+#include "worlds/depth_arith.h"
 #include "worlds/depth_traits.h"
 
 namespace rx {

@@ -9,7 +9,7 @@
 #include "frame/reports.h"
 #include "frame/variants.h"
 #include "pixelops/matte_to_colour.h"
-#include "pixelops/premultiply_math.h"
+#include "worlds/depth_arith.h"
 
 namespace rx {
 

@@ -8,7 +8,7 @@
 #include "RX_Premul.h"
 #include "frame/fixed_messages.h"
 #include "frame/reports.h"
-#include "pixelops/premultiply_math.h"
+#include "worlds/depth_arith.h"
 #include "worlds/value_conversions.h"
 #include "worlds/with_depth.h"
 

@@ -11,23 +11,14 @@ namespace rx {
 template <class Px>
 RX_Err alpha_combine_scan(int32_t count, const Px* mask, typename Depth<Px>::Cv opacity, const Px* mask2,
                           Px* dst) {
-  using Cv = typename Depth<Px>::Cv;
-  constexpr auto white = Depth<Px>::white;
+  using A = DepthArith<Px>;
+  using Cv = typename A::Cv;
   if (count < 1 || opacity == Cv(0)) return RX_Result_OK;
   for (int32_t i = 0; i < count; ++i) {
-    if constexpr (std::is_same_v<Px, RX_PixelFloat>) {
-      float b = mask[i].alpha * opacity;
-      if (mask2) b *= mask2[i].alpha;
-      dst[i].alpha = 1.0f - (1.0f - b) * (1.0f - dst[i].alpha);
-    } else if constexpr (std::is_same_v<Px, RX_Pixel8>) {
-      uint32_t b = opacity == 255 ? mask[i].alpha : m255(uint32_t(mask[i].alpha) * opacity);
-      if (mask2) b = m255(b * mask2[i].alpha);
-      dst[i].alpha = uint8_t(255 - m255((255 - b) * (255 - dst[i].alpha)));
-    } else {
-      uint32_t b = opacity == white ? mask[i].alpha : mul16(mask[i].alpha, opacity);
-      if (mask2) b = mul16(b, mask2[i].alpha);
-      dst[i].alpha = uint16_t(32768 - mul16(uint16_t(32768 - b), uint16_t(32768 - dst[i].alpha)));
-    }
+    typename A::V b = A::mul(mask[i].alpha, opacity);  // exact at full opacity
+    if (mask2) b = A::mul(b, mask2[i].alpha);
+    // 1 - (1 - b)(1 - d), in this order at every depth.
+    dst[i].alpha = Cv(A::inv(A::mul(A::complement(b), A::complement(dst[i].alpha))));
   }
   return RX_Result_OK;
 }

@@ -5,9 +5,23 @@
 
 #include "RX_Frame.h"
 #include "RX_Premul.h"
-#include "pixelops/premultiply_math.h"
+#include "worlds/depth_arith.h"
 
 namespace rx {
+
+// One pixel: alpha copied, each colour seen on the matte (premultiply) or
+// brought back from it (unmultiply), by the depth's arithmetic. The 8-bit
+// forms divide by nothing: m255 and the divide table replace it. A
+// transparent pixel unmultiplies to white against black at every depth (the
+// divide table's row 0 at 8 bits).
+template <class Px, Matte M, bool Forward>
+inline Px premultiply_pixel(const Px& in) {
+  using A = DepthArith<Px>;
+  using Cv = typename A::Cv;
+  const typename A::V a = in.alpha;
+  auto f = [a](Cv c) { return Cv(Forward ? matte<A, M>(c, a) : unmultiply<A, M>(c, a)); };
+  return Px{in.alpha, f(in.red), f(in.green), f(in.blue)};
+}
 
 // Plain scans: one body per depth, matte and direction.
 template <class Px, Matte M, bool Forward>

@@ -8,55 +8,44 @@
 #include <tmmintrin.h>
 
 #include "pixelops/premultiply_scans.h"
+#include "simd/ssse3.h"
+#include "simd/vector_arith.h"
 
 namespace rx {
 namespace {
 
 // ---- 8 bits: four pixels a register ----
 
-inline __m128i m255_epu16(__m128i x) {
-  const __m128i t = _mm_add_epi16(x, _mm_set1_epi16(128));
-  return _mm_srli_epi16(_mm_add_epi16(t, _mm_srli_epi16(t, 8)), 8);
-}
+using S = simd::Sse;
+using simd::mul8_16;
 
 template <Matte M>
 inline __m128i premultiply_channels8(__m128i c, __m128i a) {
-  const __m128i white = _mm_set1_epi16(255);
+  const __m128i white = S::set16(255);
   if constexpr (M == Matte::Black) {
-    return m255_epu16(_mm_mullo_epi16(c, a));
+    return mul8_16<S>(c, a);
   } else if constexpr (M == Matte::White) {
-    return _mm_sub_epi16(white, m255_epu16(_mm_mullo_epi16(_mm_sub_epi16(white, c), a)));
+    return S::sub16(white, mul8_16<S>(S::sub16(white, c), a));
   } else {
-    const __m128i half = _mm_set1_epi16(128);
-    const __m128i below = _mm_add_epi16(
-        c, m255_epu16(_mm_mullo_epi16(_mm_sub_epi16(white, a), _mm_sub_epi16(half, c))));
-    const __m128i above = _mm_add_epi16(half, m255_epu16(_mm_mullo_epi16(_mm_sub_epi16(c, half), a)));
-    const __m128i is_below = _mm_cmplt_epi16(c, half);
-    return _mm_or_si128(_mm_and_si128(is_below, below), _mm_andnot_si128(is_below, above));
+    const __m128i half = S::set16(128);
+    const __m128i below = S::add16(c, mul8_16<S>(S::sub16(white, a), S::sub16(half, c)));
+    const __m128i above = S::add16(half, mul8_16<S>(S::sub16(c, half), a));
+    return S::select(S::cmpgt16(half, c), below, above);
   }
 }
 
 template <Matte M>
 inline __m128i premultiply_four8(__m128i pixels);
 
-// m255(x) as one high multiply: ((x + 128) * 257) >> 16 equals
-// ((x + 128) + ((x + 128) >> 8)) >> 8 for every product of two bytes.
-inline __m128i m255_mulhi(__m128i x) {
-  return _mm_mulhi_epu16(_mm_add_epi16(x, _mm_set1_epi16(128)), _mm_set1_epi16(257));
-}
-
 // Against black, the hot path: each byte times its pixel's alpha, where the
 // alpha byte is multiplied by 255, which m255 gives back unchanged.
 template <>
 inline __m128i premultiply_four8<Matte::Black>(__m128i pixels) {
-  const __m128i zero = _mm_setzero_si128();
   const __m128i broadcast = _mm_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
-  const __m128i factors = _mm_or_si128(_mm_shuffle_epi8(pixels, broadcast), _mm_set1_epi32(0xFF));
-  const __m128i lo = m255_mulhi(_mm_mullo_epi16(_mm_unpacklo_epi8(pixels, zero),
-                                                _mm_unpacklo_epi8(factors, zero)));
-  const __m128i hi = m255_mulhi(_mm_mullo_epi16(_mm_unpackhi_epi8(pixels, zero),
-                                                _mm_unpackhi_epi8(factors, zero)));
-  return _mm_packus_epi16(lo, hi);
+  const __m128i factors = S::bit_or(_mm_shuffle_epi8(pixels, broadcast), S::set32(0xFF));
+  const __m128i lo = mul8_16<S>(S::widen_low(pixels), S::widen_low(factors));
+  const __m128i hi = mul8_16<S>(S::widen_high(pixels), S::widen_high(factors));
+  return S::pack_u8(lo, hi);
 }
 
 template <Matte M>
@@ -275,7 +264,7 @@ RX_Err float_scan(int32_t count, const RX_PixelFloat* src, RX_PixelFloat* dst) {
   const __m128 alpha_lane = _mm_castsi128_ps(_mm_setr_epi32(-1, 0, 0, 0));
   for (int32_t i = 0; i < count; ++i) {
     const float alpha = src[i].alpha;
-    if (!Forward && float_alpha_cannot_divide(alpha)) {
+    if (!Forward && DepthArith<RX_PixelFloat>::cannot_unmultiply(alpha)) {
       dst[i] = premultiply_pixel<RX_PixelFloat, M, false>(src[i]);
       continue;
     }

@@ -1,15 +1,17 @@
-// 128-bit registers for the width-generic vector rows: the operations
-// they use, four 8-bit pixels a register. Included only by files compiled
-// for SSSE3.
+// 128-bit registers for the width-generic vector code, with the
+// operations of the x86-64 baseline (SSE2): four 8-bit pixels a register.
+// simd/ssse3.h adds the SSSE3 operations.
 #pragma once
 
-#include <tmmintrin.h>
+#include <emmintrin.h>
+
+#include <cstdint>
 
 #include "RX_Pixels.h"
 
-namespace rx::blend::simd {
+namespace rx::simd {
 
-struct Sse {
+struct Sse2 {
   using I = __m128i;
   static constexpr int32_t pixels = 4;
   static I load(const RX_Pixel8* p) { return _mm_loadu_si128(reinterpret_cast<const I*>(p)); }
@@ -32,7 +34,6 @@ struct Sse {
   static I srli16(I a, int n) { return _mm_srli_epi16(a, n); }
   static I slli16(I a, int n) { return _mm_slli_epi16(a, n); }
   static I cmpgt16(I a, I b) { return _mm_cmpgt_epi16(a, b); }
-  static I abs16(I a) { return _mm_abs_epi16(a); }
   static I subs_u16(I a, I b) { return _mm_subs_epu16(a, b); }
   static I min16(I a, I b) { return _mm_min_epi16(a, b); }
   static I max16(I a, I b) { return _mm_max_epi16(a, b); }
@@ -40,17 +41,7 @@ struct Sse {
   static I pack_u8(I a, I b) { return _mm_packus_epi16(a, b); }
   static I widen_low(I a) { return _mm_unpacklo_epi8(a, _mm_setzero_si128()); }
   static I widen_high(I a) { return _mm_unpackhi_epi8(a, _mm_setzero_si128()); }
-  // Byte 0 (or the low word) of each pixel's lane over its four 16-bit
-  // lanes, for the pixels of the low or the high half.
-  static I spread_bytes(I a, int half) {
-    return _mm_shuffle_epi8(a, half == 0 ? _mm_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 4, -1, 4, -1, 4, -1, 4, -1)
-                                         : _mm_setr_epi8(8, -1, 8, -1, 8, -1, 8, -1, 12, -1, 12, -1, 12, -1, 12, -1));
-  }
-  static I spread_words(I a, int half) {
-    return _mm_shuffle_epi8(a, half == 0 ? _mm_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 4, 5, 4, 5, 4, 5, 4, 5)
-                                         : _mm_setr_epi8(8, 9, 8, 9, 8, 9, 8, 9, 12, 13, 12, 13, 12, 13, 12, 13));
-  }
   static I reciprocal_65280(I r) { return _mm_cvtps_epi32(_mm_div_ps(_mm_set1_ps(65280.0f), _mm_cvtepi32_ps(r))); }
 };
 
-}  // namespace rx::blend::simd
+}  // namespace rx::simd

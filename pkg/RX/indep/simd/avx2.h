@@ -1,4 +1,4 @@
-// 256-bit registers for the width-generic vector rows: the operations
+// 256-bit registers for the width-generic vector code: the operations
 // they use, eight 8-bit pixels a register. The unpacks, packs and byte
 // shuffles work within each 128-bit half, so every step sees the same
 // two-pixel pairs as with 128-bit registers. Included only by files
@@ -9,7 +9,7 @@
 
 #include "RX_Pixels.h"
 
-namespace rx::blend::simd {
+namespace rx::simd {
 
 struct Avx2 {
   using I = __m256i;
@@ -61,4 +61,4 @@ struct Avx2 {
   }
 };
 
-}  // namespace rx::blend::simd
+}  // namespace rx::simd
