@@ -87,12 +87,7 @@ typename R::V inv(typename R::V x) {
 }
 template <class R>
 typename R::V unite(typename R::V a, typename R::V b) {
-  if constexpr (R::is_float) {
-    // The package's float form of 1 - (1-a)(1-b): exact at 1, kind to
-    // subnormals.
-    const float hi = std::max(a, b), lo = std::min(a, b);
-    return hi + lo * (1.0f - hi);
-  }
+  // 1 - (1 - a)(1 - b) at every depth, float included, in that order.
   return inv<R>(R::mul(inv<R>(a), inv<R>(b)));
 }
 

@@ -556,12 +556,8 @@ namespace flt {
 
 inline bool tiny(float a) { return a == 0.0f || std::fpclassify(a) == FP_SUBNORMAL; }
 inline float div(float v, float a) { return tiny(a) ? 1.0f : v / a; }
-// 1 - (1 - a)(1 - b) formed as hi + lo (1 - hi), hi the larger alpha:
-// exactly 1 when either alpha is 1, and subnormal for two subnormal alphas.
-inline float unite(float a, float b) {
-  const float hi = std::max(a, b), lo = std::min(a, b);
-  return hi + lo * (1.0f - hi);
-}
+// 1 - (1 - a)(1 - b), in float and in that order.
+inline float unite(float a, float b) { return 1.0f - (1.0f - a) * (1.0f - b); }
 inline float luminance(const float* c) { return 0.299f * c[0] + 0.587f * c[1] + 0.114f * c[2]; }
 
 inline float matte(Matte kind, float d, float da) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cpu_words.h"
 #include "painted_worlds.h"
 #include "reference_arith.h"
 #include "rx_test_support.h"
@@ -456,6 +457,77 @@ TEST_F(DraftCopy, FloatChannelsAreAllClampedIncludingAlpha) {
     EXPECT_TRUE(rxtest::same_pixel(deep.at(x, 0), deep_expected[x])) << x;
     EXPECT_TRUE(rxtest::same_pixel(eight.at(x, 0), eight_expected[x])) << x;
   }
+}
+
+// ---- float to 8 bits: the row conversion, whose form the row's address decides ----
+
+// The vector form: times 255, rounded to nearest even, saturated to 0..255.
+uint8_t rule_float_to_8_vector(float c) {
+  const float v = std::nearbyint(c * 255.0f);
+  return uint8_t(std::clamp(v, 0.0f, 255.0f));
+}
+
+// Channels on exact halves of an 8-bit step, where the vector form rounds
+// to even and the scalar one up, and values out of range at both ends.
+std::vector<float> parting_values() {
+  std::vector<float> values{0.268627465f, 2.0f, -0.25f, 1.0f, 0.0f};
+  for (int n = 0; n < 255 && values.size() < 40; n += 3) {
+    const float c = (float(n) + 0.5f) / 255.0f;
+    if (c * 255.0f == float(n) + 0.5f) values.push_back(c);
+  }
+  return values;
+}
+
+class DraftCopyFloatTo8 : public rxtest::BornDuringTest {
+ protected:
+  // Copies a float world (its rows 16-byte aligned or `misalign` bytes
+  // past) into an 8-bit one of `scale` times its width, and checks every
+  // pixel against the form the row must take.
+  void check(bool sse2, int32_t misalign, int32_t scale) {
+    born({{rxtest::kCpuWordSSE2, sse2}});
+    const std::vector<float> v = parting_values();
+    const int32_t width = 7, height = 5;
+    TestWorld<RX_PixelFloat> src(width, height, 0, misalign);
+    for (int32_t y = 0; y < height; ++y) {
+      for (int32_t x = 0; x < width; ++x) {
+        const size_t k = size_t(y * width + x) * 4;
+        src.at(x, y) = {v[k % v.size()], v[(k + 1) % v.size()], v[(k + 2) % v.size()], v[(k + 3) % v.size()]};
+      }
+    }
+    TestWorld<RX_Pixel8> dst(width * scale, height, 4, 0);
+    ASSERT_EQ(RX_CopyBits_Draft(nullptr, src.def(), dst.def(), nullptr, nullptr), RX_Result_OK);
+    const bool vector = sse2 && misalign % 16 == 0;
+    auto rule = vector ? rule_float_to_8_vector : rule_float_to_8_clamped;
+    int parted = 0;
+    for (int32_t y = 0; y < height; ++y) {
+      for (int32_t x = 0; x < width * scale; ++x) {
+        const RX_PixelFloat& p = src.at(x / scale, y);
+        const RX_Pixel8 want{rule(p.alpha), rule(p.red), rule(p.green), rule(p.blue)};
+        ASSERT_TRUE(rxtest::same_pixel(dst.at(x, y), want)) << x << ", " << y << (vector ? " vector" : " scalar");
+        parted += rule_float_to_8_vector(p.red) != rule_float_to_8_clamped(p.red);
+      }
+    }
+    EXPECT_GT(parted, 0) << "no channel on a half where the forms part";
+    die();
+  }
+};
+
+TEST_F(DraftCopyFloatTo8, AHalfStepGoesToEvenOnAlignedRowsWithSSE2) {
+  ASSERT_EQ(0.268627465f * 255.0f, 68.5f);
+  EXPECT_EQ(rule_float_to_8_vector(0.268627465f), 68);
+  EXPECT_EQ(rule_float_to_8_clamped(0.268627465f), 69);
+  check(true, 0, 1);  // rows of equal rectangles
+  check(true, 0, 2);  // rows replicated
+}
+
+TEST_F(DraftCopyFloatTo8, AHalfStepGoesUpOnMisalignedRows) {
+  check(true, 4, 1);
+  check(true, 8, 2);
+}
+
+TEST_F(DraftCopyFloatTo8, WithoutSSE2EvenAlignedRowsTakeTheScalarFormWithAlphaClamped) {
+  check(false, 0, 1);
+  check(false, 0, 2);
 }
 
 TEST_F(DraftCopy, EightBitRoundTripThroughSixteenBitsKeepsEveryByte) {

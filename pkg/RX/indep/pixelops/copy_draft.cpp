@@ -1,6 +1,9 @@
 // The draft copy: any depth to any depth, scaling by pixel replication with
 // error accumulation as in a line drawer, all in 16-bit arithmetic. No
-// multiplication per pixel; memmove wherever the bytes match.
+// multiplication per pixel; memmove wherever the bytes match. Float goes to
+// 8 bits through the row conversion: the vector form on a 16-byte aligned
+// row where word 2 is set, else the scalar form with all four channels
+// clamped.
 #include <algorithm>
 #include <cstring>
 
@@ -21,13 +24,29 @@ Px* row_of(const RX_LayerDef& world, int32_t y) {
   return reinterpret_cast<Px*>(static_cast<char*>(world.data) + intptr_t{y} * world.row_stride);
 }
 
+// Float rows go to 8 bits through the row conversion, whose form the row's
+// address decides; every other pair converts with all channels clamped.
+template <class From, class To>
+constexpr bool is_float_to_8 = std::is_same_v<From, RX_PixelFloat> && std::is_same_v<To, RX_Pixel8>;
+
 template <class From, class To>
 void copy_row(const From* src, To* dst, int32_t count) {
   if constexpr (std::is_same_v<From, To>) {
     std::memmove(dst, src, size_t(count) * sizeof(To));
+  } else if constexpr (is_float_to_8<From, To>) {
+    convert_row_float_to_8_clamped(src, dst, count);
   } else {
     for (int32_t i = 0; i < count; ++i) dst[i] = convert_pixel<To, FloatAlpha::Clamped>(src[i]);
   }
+}
+
+// One pixel of a row being replicated; `vector` is the row's form.
+template <class To, class From>
+To convert_for_replication(const From& p, bool vector) {
+  if constexpr (is_float_to_8<From, To>) {
+    if (vector) return convert_float_to_8_vector(p);
+  }
+  return convert_pixel<To, FloatAlpha::Clamped>(p);
 }
 
 bool owns_pixels(const RX_LayerDef& world) {
@@ -89,14 +108,16 @@ RX_Err copy_draft_pair(const RX_LayerDef& src, RX_LayerDef& dst, CopyRect s, Cop
   if (!d.whole) clip_overhang(d, dst.width, dst.height, s, dw, dh, sw, sh);
   const From* in = nullptr;
   To* out = nullptr;
+  bool vector = false;
   replicate(
       s, d,
       [&](int32_t src_y, int32_t dst_y) {
         in = row_of<From>(src, src_y);
         out = row_of<To>(dst, dst_y);
+        if constexpr (is_float_to_8<From, To>) vector = float_to_8_vector_applies(in);
       },
       [&](int32_t src_x, int32_t dst_x, int16_t count) {
-        const To pixel = convert_pixel<To, FloatAlpha::Clamped>(in[src_x]);
+        const To pixel = convert_for_replication<To>(in[src_x], vector);
         std::fill_n(out + dst_x, count, pixel);
       });
   return RX_Result_OK;

@@ -17,8 +17,7 @@ RX_Err alpha_combine_scan(int32_t count, const Px* mask, typename Depth<Px>::Cv 
   for (int32_t i = 0; i < count; ++i) {
     typename A::V b = A::mul(mask[i].alpha, opacity);  // exact at full opacity
     if (mask2) b = A::mul(b, mask2[i].alpha);
-    // 1 - (1 - b)(1 - d), in this order at every depth.
-    dst[i].alpha = Cv(A::inv(A::mul(A::complement(b), A::complement(dst[i].alpha))));
+    dst[i].alpha = Cv(A::unite(b, dst[i].alpha));  // 1 - (1 - b)(1 - d)
   }
   return RX_Result_OK;
 }

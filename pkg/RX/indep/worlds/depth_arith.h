@@ -94,13 +94,10 @@ struct DepthArith<RX_PixelFloat> : Depth<RX_PixelFloat> {
   static V mul(V x, V y) { return x * y; }
   static V inv(V x) { return 1.0f - x; }
   static V complement(V x) { return 1.0f - x; }
-  // 1 - (1 - a)(1 - b), formed as hi + lo (1 - hi) with hi the larger:
-  // exactly 1 when either is 1, and two subnormal alphas unite to a
-  // subnormal, not to 0.
-  static V unite(V a, V b) {
-    const V hi = a > b ? a : b, lo = a > b ? b : a;
-    return hi + lo * (1.0f - hi);
-  }
+  // 1 - (1 - a)(1 - b), in float and in that order: exactly 1 when either
+  // alpha is 1; two subnormal alphas unite to 0 (whose colours the
+  // division guard then sends to 1.0).
+  static V unite(V a, V b) { return inv(mul(complement(a), complement(b))); }
   static bool cannot_divide(V a) {
     const int kind = std::fpclassify(a);
     return kind == FP_ZERO || kind == FP_SUBNORMAL;

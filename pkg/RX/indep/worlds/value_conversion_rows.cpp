@@ -7,13 +7,23 @@ RX_DitherTable RXp_G_DitherTable = {nullptr, nullptr, nullptr};
 
 void RX_ResetDitherRandomIndex(void) { RXp_G_DitherTable.cursor = RXp_G_DitherTable.start; }
 
-namespace {
+namespace rx {
 
-bool vector_form_applies(const void* row) {
-  return rx::has_sse2() && (reinterpret_cast<uintptr_t>(row) & 15) == 0;
+// Word 2 is read here, once a row: the row's address decides the form as
+// well, so the choice cannot be made at birth.
+bool float_to_8_vector_applies(const void* row) {
+  return has_sse2() && (reinterpret_cast<uintptr_t>(row) & 15) == 0;
 }
 
-}  // namespace
+void convert_row_float_to_8_clamped(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
+  if (float_to_8_vector_applies(src)) {
+    RXp_ConvertRowFloatTo8_SSE2(src, dst, count);
+  } else {
+    for (int32_t i = 0; i < count; ++i) dst[i] = convert_pixel<RX_Pixel8, FloatAlpha::Clamped>(src[i]);
+  }
+}
+
+}  // namespace rx
 
 void RXp_ConvertRowFloatTo8_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
   for (int32_t i = 0; i < count; ++i) dst[i] = rx::convert_float_to_8(src[i]);
@@ -28,7 +38,7 @@ void RXp_ConvertRowFloatTo8Dithered_Scalar(const RX_PixelFloat* src, RX_Pixel8* 
 }
 
 void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
-  if (vector_form_applies(src)) {
+  if (rx::float_to_8_vector_applies(src)) {
     RXp_ConvertRowFloatTo8_SSE2(src, dst, count);
   } else {
     RXp_ConvertRowFloatTo8_Scalar(src, dst, count);
@@ -36,7 +46,7 @@ void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t co
 }
 
 void RXp_ConvertRowFloatTo8Dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
-  if (vector_form_applies(src)) {
+  if (rx::float_to_8_vector_applies(src)) {
     RXp_ConvertRowFloatTo8Dithered_SSE2(src, dst, count);
   } else {
     RXp_ConvertRowFloatTo8Dithered_Scalar(src, dst, count);

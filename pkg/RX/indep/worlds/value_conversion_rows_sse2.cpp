@@ -36,6 +36,12 @@ inline __m128 noisy_pixel(const RX_PixelFloat* p, rx::DitherCursor& cursor) {
 
 }  // namespace
 
+RX_Pixel8 rx::convert_float_to_8_vector(const RX_PixelFloat& p) {
+  RX_Pixel8 out;
+  store_one(pixel_to_int32(_mm_loadu_ps(&p.alpha)), &out);
+  return out;
+}
+
 void RXp_ConvertRowFloatTo8_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
   int32_t i = 0;
   for (; i + 4 <= count; i += 4) {

@@ -185,6 +185,18 @@ namespace rx {
 // clamp all four channels alike.
 enum class FloatAlpha { Unclamped, Clamped };
 
+// Whether a float row at this address goes to 8 bits through the vector
+// form: word 2 of the CPU data set and the row 16-byte aligned. Every
+// pixel of a float row shares its first pixel's alignment.
+bool float_to_8_vector_applies(const void* row);
+// One pixel through the vector form: times 255, rounded to nearest even,
+// all four channels saturated.
+RX_Pixel8 convert_float_to_8_vector(const RX_PixelFloat& p);
+// A float row to 8 bits for the copies that clamp all four channels (the
+// draft copy): the vector form where it applies, otherwise the scalar form
+// with alpha clamped too.
+void convert_row_float_to_8_clamped(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+
 // One pixel from any depth to any depth by the rules above; same-depth
 // pixels move unchanged.
 template <class To, FloatAlpha Alpha = FloatAlpha::Unclamped, class From>
