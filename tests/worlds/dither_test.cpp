@@ -1,5 +1,6 @@
 // Dithered depth reduction and the dither cursor.
 #include <cmath>
+#include <vector>
 
 #include "rx_test_support.h"
 #include "worlds/value_conversions.h"
@@ -117,6 +118,36 @@ TEST_F(Dither, CursorPersistsAndResetMakesDitheringReproducible) {
   RX_ResetDitherRandomIndex();
   RXp_ConvertRowFloatTo8Dithered_Scalar(pixels, again, 8);
   for (int i = 0; i < 8; ++i) EXPECT_TRUE(rxtest::same_pixel(first[i], again[i])) << i;
+}
+
+// A conversion reads the global cursor once and writes it back once, at
+// its end: between its rows (seen from its progress callback) the global
+// cursor has not moved.
+struct CursorWatch {
+  std::vector<const uint32_t*> seen;
+  static RX_Err record(void* refcon, int32_t, int32_t) {
+    static_cast<CursorWatch*>(refcon)->seen.push_back(RXp_G_DitherTable.cursor);
+    return RX_Result_OK;
+  }
+};
+
+TEST_F(Dither, ACallReadsTheCursorOnceAndWritesItBackOnceAtItsEnd) {
+  const int32_t width = 9, height = 200;
+  RX_World* deep = RX_World::New(width, height, 16, RX_WorldFlag_Clear);
+  RX_World* eight = RX_World::New(width, height, 8, RX_WorldFlag_Clear);
+  ASSERT_NE(deep, nullptr);
+  ASSERT_NE(eight, nullptr);
+  CursorWatch watch;
+  const RX_ProgressInfo progress{&watch, nullptr, &CursorWatch::record};
+  const uint32_t* start = RXp_G_DitherTable.cursor;
+  eight->CopyRectPossiblyDifferentBitdepth(*deep, GE_LRect{0, 0, width, height}, true, 0, 0, &progress);
+  ASSERT_EQ(watch.seen.size(), size_t(height / 64));
+  for (const uint32_t* cursor : watch.seen) EXPECT_EQ(cursor, start);
+  // Four words a pixel, one a channel.
+  const ptrdiff_t length = RXp_G_DitherTable.end - RXp_G_DitherTable.start;
+  EXPECT_EQ(RXp_G_DitherTable.cursor - RXp_G_DitherTable.start, (start - words() + 4 * width * height) % length);
+  delete deep;
+  delete eight;
 }
 
 }  // namespace

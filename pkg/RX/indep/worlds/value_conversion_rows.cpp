@@ -29,12 +29,9 @@ void RXp_ConvertRowFloatTo8_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int
   for (int32_t i = 0; i < count; ++i) dst[i] = rx::convert_float_to_8(src[i]);
 }
 
-void RXp_ConvertRowFloatTo8Dithered_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst,
-                                           int32_t count) {
+void RXp_ConvertRowFloatTo8Dithered_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
   rx::DitherCursor cursor;
-  for (int32_t i = 0; i < count; ++i) {
-    dst[i] = rx::convert_float_to_8_dithered(src[i], rx::next_dither_words_for_float_pixel(cursor));
-  }
+  rx::convert_row_float_to_8_dithered_scalar(src, dst, count, cursor);
 }
 
 void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
@@ -46,14 +43,34 @@ void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t co
 }
 
 void RXp_ConvertRowFloatTo8Dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
-  if (rx::float_to_8_vector_applies(src)) {
-    RXp_ConvertRowFloatTo8Dithered_SSE2(src, dst, count);
-  } else {
-    RXp_ConvertRowFloatTo8Dithered_Scalar(src, dst, count);
-  }
+  rx::DitherCursor cursor;
+  rx::convert_row_float_to_8_dithered(src, dst, count, cursor);
 }
 
 void RXp_ConvertRow16To8Dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count) {
   rx::DitherCursor cursor;
-  for (int32_t i = 0; i < count; ++i) dst[i] = rx::convert_16_to_8_dithered(src[i], cursor);
+  rx::convert_row_16_to_8_dithered(src, dst, count, cursor);
 }
+
+namespace rx {
+
+void convert_row_float_to_8_dithered_scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count,
+                                            DitherCursor& cursor) {
+  for (int32_t i = 0; i < count; ++i) {
+    dst[i] = convert_float_to_8_dithered(src[i], next_dither_words_for_float_pixel(cursor));
+  }
+}
+
+void convert_row_float_to_8_dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count, DitherCursor& cursor) {
+  if (float_to_8_vector_applies(src)) {
+    convert_row_float_to_8_dithered_sse2(src, dst, count, cursor);
+  } else {
+    convert_row_float_to_8_dithered_scalar(src, dst, count, cursor);
+  }
+}
+
+void convert_row_16_to_8_dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count, DitherCursor& cursor) {
+  for (int32_t i = 0; i < count; ++i) dst[i] = convert_16_to_8_dithered(src[i], cursor);
+}
+
+}  // namespace rx

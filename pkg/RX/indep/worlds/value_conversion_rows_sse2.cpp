@@ -54,10 +54,12 @@ void RXp_ConvertRowFloatTo8_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst, int32
   for (; i < count; ++i) store_one(pixel_to_int32(_mm_load_ps(&src[i].alpha)), dst + i);
 }
 
-void RXp_ConvertRowFloatTo8Dithered_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst,
-                                         int32_t count) {
+void RXp_ConvertRowFloatTo8Dithered_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count) {
   rx::DitherCursor cursor;
-  for (int32_t i = 0; i < count; ++i) {
-    store_one(pixel_to_int32(noisy_pixel(src + i, cursor)), dst + i);
-  }
+  rx::convert_row_float_to_8_dithered_sse2(src, dst, count, cursor);
+}
+
+void rx::convert_row_float_to_8_dithered_sse2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count,
+                                              DitherCursor& cursor) {
+  for (int32_t i = 0; i < count; ++i) store_one(pixel_to_int32(noisy_pixel(src + i, cursor)), dst + i);
 }

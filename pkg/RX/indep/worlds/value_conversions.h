@@ -5,6 +5,7 @@
 #pragma once
 
 
+#include <atomic>
 #include <cstdint>
 #include <type_traits>
 
@@ -91,13 +92,17 @@ inline RX_PixelFloat convert_16_to_float(const RX_Pixel16& p) {
 
 // ---- the dither table ----
 
-// Reads the dither table's words through its global cursor, which wraps
-// from end to start and persists between calls. A row works on a local
-// copy and writes it back when done, so the loop keeps it in registers.
+// The dither table's cursor for one call: read from the global cursor once
+// at the start, advanced here a word per channel (wrapping from end to
+// start), and written back once at the end, also when the call is left by
+// an exception. A conversion on another thread thus never sees a cursor
+// half written, and a call's rows keep the cursor in a register.
 class DitherCursor {
  public:
-  DitherCursor() : table_(RXp_G_DitherTable), cursor_(table_.cursor) {}
-  ~DitherCursor() { table_.cursor = cursor_; }
+  DitherCursor()
+      : table_(RXp_G_DitherTable),
+        cursor_(std::atomic_ref<const uint32_t*>(table_.cursor).load(std::memory_order_relaxed)) {}
+  ~DitherCursor() { std::atomic_ref<const uint32_t*>(table_.cursor).store(cursor_, std::memory_order_relaxed); }
   DitherCursor(const DitherCursor&) = delete;
   DitherCursor& operator=(const DitherCursor&) = delete;
 
@@ -112,7 +117,7 @@ class DitherCursor {
   const uint32_t* cursor_;
 };
 
-// One word of the table, for callers outside a row loop.
+// One word of the table, as a call of its own.
 inline uint32_t next_dither_word() { return DitherCursor().next(); }
 
 // The four words of one float pixel, in the order the channels take them:
@@ -196,6 +201,16 @@ RX_Pixel8 convert_float_to_8_vector(const RX_PixelFloat& p);
 // draft copy): the vector form where it applies, otherwise the scalar form
 // with alpha clamped too.
 void convert_row_float_to_8_clamped(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+
+// Dithered rows with the cursor of the call they belong to: the float row
+// by the form its address decides (each form also on its own), the 16-bit
+// row one word a channel.
+void convert_row_float_to_8_dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count, DitherCursor& cursor);
+void convert_row_float_to_8_dithered_scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count,
+                                            DitherCursor& cursor);
+void convert_row_float_to_8_dithered_sse2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count,
+                                          DitherCursor& cursor);
+void convert_row_16_to_8_dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count, DitherCursor& cursor);
 
 // One pixel from any depth to any depth by the rules above; same-depth
 // pixels move unchanged.

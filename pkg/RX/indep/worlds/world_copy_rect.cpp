@@ -4,6 +4,7 @@
 // rows of one field.
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "RX_World.h"
 #include "frame/exception_boundary.h"
@@ -42,20 +43,21 @@ Px* row_of(const RX_World& world, int32_t y) {
   return reinterpret_cast<Px*>(static_cast<char*>(world.Data()) + intptr_t{y} * world.RowStride());
 }
 
-// One row from any depth, dithered when asked and the depth shrinks.
+// One row from any depth, dithered through the call's cursor when there is
+// one and the depth shrinks.
 template <class From, class To>
-void convert_row(const From* in, To* out, int32_t count, bool dither) {
+void convert_row(const From* in, To* out, int32_t count, rx::DitherCursor* dither) {
   if constexpr (std::is_same_v<From, To>) {
     std::memmove(out, in, size_t(count) * sizeof(To));
   } else if constexpr (std::is_same_v<From, RX_PixelFloat> && std::is_same_v<To, RX_Pixel8>) {
     if (dither) {
-      RXp_ConvertRowFloatTo8Dithered(in, out, count);
+      rx::convert_row_float_to_8_dithered(in, out, count, *dither);
     } else {
       RXp_ConvertRowFloatTo8(in, out, count);
     }
   } else if constexpr (std::is_same_v<From, RX_Pixel16> && std::is_same_v<To, RX_Pixel8>) {
     if (dither) {
-      RXp_ConvertRow16To8Dithered(in, out, count);
+      rx::convert_row_16_to_8_dithered(in, out, count, *dither);
     } else {
       for (int32_t i = 0; i < count; ++i) out[i] = rx::convert_pixel<To>(in[i]);
     }
@@ -96,9 +98,14 @@ void RX_WorldX<Px>::CopyRectPossiblyDifferentBitdepth(const RX_World& src, const
   const Placement p = place(src, *this, rect, dst_x, dst_y);
   if (p.empty()) return;
   with_source_depth(src, rx::msg::kCopyRectUnknownDepth, [&]<class From>() {
+    // One cursor for the call: the global one is read once and written
+    // back once.
+    std::optional<rx::DitherCursor> cursor;
+    if (dither) cursor.emplace();
     const int32_t total = p.bottom - p.top;
     for (int32_t y = p.top, row = 0; y < p.bottom; ++y, ++row) {
-      convert_row(row_of<From>(src, y - p.dy) + (p.left - p.dx), Row(y) + p.left, p.right - p.left, dither);
+      convert_row(row_of<From>(src, y - p.dy) + (p.left - p.dx), Row(y) + p.left, p.right - p.left,
+                  cursor ? &*cursor : nullptr);
       // Progress, or else abort, on every 64th row.
       if ((row & 63) == 63) {
         if (RX_Err err = rx::poll_progress(progress, row, total)) rx::throw_code(err);
@@ -114,10 +121,11 @@ void RX_WorldX<Px>::CopyRectPossiblyDifferentBitdepthWithField(const RX_World& s
   const Placement p = place(src, *this, rect, 0, 0);
   if (p.empty()) return;
   with_source_depth(src, rx::msg::kCopyRectWithFieldUnknownDepth, [&]<class From>() {
+    rx::DitherCursor cursor;
     for (int32_t y = p.top; y < p.bottom; ++y) {
       // Field 1 keeps even destination rows, field 2 odd ones.
       if ((field == 1 && (y & 1)) || (field == 2 && !(y & 1))) continue;
-      convert_row(row_of<From>(src, y - p.dy) + (p.left - p.dx), Row(y) + p.left, p.right - p.left, true);
+      convert_row(row_of<From>(src, y - p.dy) + (p.left - p.dx), Row(y) + p.left, p.right - p.left, &cursor);
     }
   });
 }
