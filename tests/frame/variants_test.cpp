@@ -46,7 +46,9 @@ TEST_F(VariantRegistry, EveryFamilyListsEntriesWithAPlainFormAndAUniqueNameOfIts
     EXPECT_NE(v.slot, nullptr) << v.name;
     EXPECT_NE(v.plain, nullptr) << v.name;
     EXPECT_NE(v.vector, v.plain) << v.name;
-    if (v.vector) EXPECT_NE(v.needs, 0u) << v.name;
+    if (v.vector) {
+      EXPECT_NE(v.needs, 0u) << v.name;
+    }
   }
   EXPECT_TRUE(rx::variant_family("no_such_family").empty());
   EXPECT_EQ(rx::find_variant("no_such_family.form"), nullptr);

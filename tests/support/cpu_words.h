@@ -43,7 +43,9 @@ class BornDuringTest : public ::testing::Test {
     born_ = true;
   }
   void die() {
-    if (born_) EXPECT_EQ(RX_Death(), RX_Result_OK);
+    if (born_) {
+      EXPECT_EQ(RX_Death(), RX_Result_OK);
+    }
     born_ = false;
   }
   void TearDown() override {

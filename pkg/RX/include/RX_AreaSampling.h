@@ -60,6 +60,7 @@ class RX_API RX_SummedAreaTable {
   int32_t width_ = 0;
   int32_t height_ = 0;
 };
+static_assert(sizeof(RX_SummedAreaTable) == 24, "RX_SummedAreaTable layout");
 
 /* The box between pixel-centre corners (x0, y0) and (x1, y1) of a table's
    picture, with fractional edges: the table is interpolated bilinearly at

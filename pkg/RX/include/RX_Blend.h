@@ -83,6 +83,19 @@ void RX_BlendSingleChannel(int32_t width, Cv scale, Cv target, const Cv* coverag
 RX_BLEND_EXTERN(RX_Pixel8)
 RX_BLEND_EXTERN(RX_Pixel16)
 RX_BLEND_EXTERN(RX_PixelFloat)
+
+// A plan is built on the caller's stack and handed across: its layout is
+// fixed for every depth.
+static_assert(sizeof(RX_BlendModeDescriptor<RX_Pixel8>) == 72 &&
+                  offsetof(RX_BlendModeDescriptor<RX_Pixel8>, behind_function) == 16 &&
+                  offsetof(RX_BlendModeDescriptor<RX_Pixel8>, alpha_union_function) == 48 &&
+                  offsetof(RX_BlendModeDescriptor<RX_Pixel8>, matte_dst) == 56 &&
+                  offsetof(RX_BlendModeDescriptor<RX_Pixel8>, tables) == 64,
+              "RX_BlendModeDescriptor layout");
+static_assert(sizeof(RX_BlendModeDescriptor<RX_Pixel16>) == 72 && sizeof(RX_BlendModeDescriptor<RX_PixelFloat>) == 72 &&
+                  offsetof(RX_BlendModeDescriptor<RX_PixelFloat>, behind_function) == 16 &&
+                  offsetof(RX_BlendModeDescriptor<RX_PixelFloat>, tables) == 64,
+              "RX_BlendModeDescriptor layout");
 #undef RX_BLEND_EXTERN
 
 RX_VISIBLE_END

@@ -14,6 +14,11 @@ RX_BEGIN_C
 typedef struct RX_HLSPixel { int32_t hue, lightness, saturation; } RX_HLSPixel;
 /* Y, I and Q in the same fixed point. */
 typedef struct RX_YIQPixel { int32_t y, i, q; } RX_YIQPixel;
+RX_ABI_ASSERT(offsetof(RX_HLSPixel, lightness) == 4 && offsetof(RX_HLSPixel, saturation) == 8 &&
+                  sizeof(RX_HLSPixel) == 12,
+              "RX_HLSPixel layout");
+RX_ABI_ASSERT(offsetof(RX_YIQPixel, i) == 4 && offsetof(RX_YIQPixel, q) == 8 && sizeof(RX_YIQPixel) == 12,
+              "RX_YIQPixel layout");
 
 /* Conversions. The reverse ones leave the alpha of out as it was. */
 RX_API RX_Err RX_RGBtoHLS_Straight(RX_EffectContext* unused, const RX_Pixel8* in, RX_HLSPixel* out);

@@ -12,6 +12,14 @@
 #define RX_VISIBLE_BEGIN _Pragma("GCC visibility push(default)")
 #define RX_VISIBLE_END _Pragma("GCC visibility pop")
 
+/* Pins the layout of a record that crosses the ABI: a static assertion in
+   C++ and in C alike. */
+#ifdef __cplusplus
+#define RX_ABI_ASSERT(condition, what) static_assert(condition, what)
+#else
+#define RX_ABI_ASSERT(condition, what) _Static_assert(condition, what)
+#endif
+
 #ifdef __cplusplus
 #define RX_BEGIN_C RX_VISIBLE_BEGIN extern "C" {
 #define RX_END_C } RX_VISIBLE_END

@@ -49,6 +49,7 @@ RX_API RX_Err RX_PaintSpot(void* unused, int32_t x, int32_t y, int32_t flags, in
 typedef struct RX_DebugFontTable {
   uint8_t glyphs[RX_FontGlyphCount][RX_FontGlyphHeight];
 } RX_DebugFontTable;
+RX_ABI_ASSERT(sizeof(RX_DebugFontTable) == 1280, "RX_DebugFontTable layout");
 RX_API extern const RX_DebugFontTable RXp_G_DebugFont;
 
 RX_END_C

@@ -39,11 +39,11 @@ typedef struct RX_Chunk {
   void* data;          /* the locked address, null while unlocked */
 } RX_Chunk;
 
-#ifdef __cplusplus
-static_assert(offsetof(RX_Chunk, width) == 64 && offsetof(RX_Chunk, handle) == 88 &&
+RX_ABI_ASSERT(offsetof(RX_Chunk, width) == 64 && offsetof(RX_Chunk, height) == 68 && offsetof(RX_Chunk, channels) == 72 &&
+                  offsetof(RX_Chunk, row_stride) == 76 && offsetof(RX_Chunk, type) == 80 &&
+                  offsetof(RX_Chunk, reserved) == 84 && offsetof(RX_Chunk, handle) == 88 &&
                   offsetof(RX_Chunk, data) == 96 && sizeof(RX_Chunk) == 104,
               "RX_Chunk layout");
-#endif
 
 RX_API RX_Err RX_NewChunk(int32_t width, int32_t height, int32_t channels, uint32_t type,
                           RX_Chunk* chunk);
@@ -59,6 +59,8 @@ typedef struct RX_Destination {
   RX_LayerDef* world;
   void* reserved[3];
 } RX_Destination;
+
+RX_ABI_ASSERT(offsetof(RX_Destination, reserved) == 8 && sizeof(RX_Destination) == 32, "RX_Destination layout");
 
 RX_API RX_Err RX_OpenDestination(RX_LayerDef* world, void* unused, RX_Destination* out);
 RX_API RX_Err RX_CloseDestination(RX_Destination* destination);

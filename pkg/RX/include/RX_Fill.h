@@ -84,6 +84,7 @@ struct RX_PlaneSize {
   int32_t width;
   int32_t height;
 };
+static_assert(offsetof(RX_PlaneSize, height) == 4 && sizeof(RX_PlaneSize) == 8, "RX_PlaneSize layout");
 
 template <class V>
 inline constexpr bool RX_IsPlaneValue =

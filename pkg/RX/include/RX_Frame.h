@@ -146,6 +146,9 @@ typedef struct RX_DitherTable {
   const uint32_t* end;     /* one past the last word */
   const uint32_t* cursor;
 } RX_DitherTable;
+RX_ABI_ASSERT(offsetof(RX_DitherTable, end) == 8 && offsetof(RX_DitherTable, cursor) == 16 &&
+                  sizeof(RX_DitherTable) == 24,
+              "RX_DitherTable layout");
 RX_API extern RX_DitherTable RXp_G_DitherTable;
 
 /* The soft-light curves at 4097 points x = i / 4096: D(x) - x and x(1 - x),
@@ -163,6 +166,7 @@ typedef union __attribute__((aligned(16))) RX_Vec128 {
   int32_t i32[4];
   float f32[4];
 } RX_Vec128;
+RX_ABI_ASSERT(sizeof(RX_Vec128) == 16 && __alignof__(RX_Vec128) == 16, "RX_Vec128 layout");
 RX_API extern RX_Vec128 RX_G_AlphaMask32;     /* low 32-bit lane all ones */
 RX_API extern RX_Vec128 RX_G_BGRMask32;       /* the complement */
 RX_API extern RX_Vec128 RX_G_vf255;           /* four floats 255.0 */

@@ -23,10 +23,10 @@ typedef struct RX_EffectContext {
   void* host_reserved2;
 } RX_EffectContext;
 
-#ifdef __cplusplus
-static_assert(offsetof(RX_EffectContext, progress) == 32, "RX_EffectContext layout");
-static_assert(offsetof(RX_EffectContext, effect_token) == 184, "RX_EffectContext layout");
-#endif
+RX_ABI_ASSERT(offsetof(RX_EffectContext, progress) == 32 && offsetof(RX_EffectContext, host_reserved1) == 40 &&
+                  offsetof(RX_EffectContext, effect_token) == 184 &&
+                  offsetof(RX_EffectContext, host_reserved2) == 192 && sizeof(RX_EffectContext) == 200,
+              "RX_EffectContext layout");
 
 /* Return 0 to go on; anything else stops the iteration with that code. */
 typedef RX_Err (*RX_PixelFunc8)(void* refcon, int32_t x, int32_t y, const RX_Pixel8* in,

@@ -93,11 +93,18 @@ typedef struct RX_CompositeModePlus {
 #endif
 } RX_CompositeModePlus;
 
-#ifdef __cplusplus
-static_assert(sizeof(RX_CompositeMode) == 12, "RX_CompositeMode layout");
-static_assert(offsetof(RX_CompositeModePlus, tables) == 16 && offsetof(RX_CompositeModePlus, opacity) == 24,
+RX_ABI_ASSERT(offsetof(RX_CompositeMode, random_seed) == 4 && offsetof(RX_CompositeMode, opacity) == 8 &&
+                  offsetof(RX_CompositeMode, keep_dst_alpha) == 9 && offsetof(RX_CompositeMode, opacity16) == 10 &&
+                  sizeof(RX_CompositeMode) == 12,
+              "RX_CompositeMode layout");
+RX_ABI_ASSERT(offsetof(RX_LinearBlendingTables, from_linear) == 512 &&
+                  offsetof(RX_LinearBlendingTables, gamma) == 8708 &&
+                  offsetof(RX_LinearBlendingTables, inverse_gamma) == 8712 && sizeof(RX_LinearBlendingTables) == 8716,
+              "RX_LinearBlendingTables layout");
+RX_ABI_ASSERT(offsetof(RX_CompositeModePlus, random_seed) == 4 && offsetof(RX_CompositeModePlus, keep_dst_alpha) == 8 &&
+                  offsetof(RX_CompositeModePlus, tables) == 16 && offsetof(RX_CompositeModePlus, opacity) == 24 &&
+                  sizeof(RX_CompositeModePlus) == 32,
               "RX_CompositeModePlus layout");
-#endif
 
 /* The host's query: bit (mode + 3) of a fixed constant for modes -3..60,
    else 0. */
@@ -134,6 +141,15 @@ struct RX_BlendingMode {
     }
   }
 };
+
+static_assert(sizeof(RX_BlendingMode<RX_Pixel8>) == 12 && offsetof(RX_BlendingMode<RX_Pixel8>, opacity) == 8 &&
+                  offsetof(RX_BlendingMode<RX_Pixel8>, keep_dst_alpha) == 9,
+              "RX_BlendingMode<RX_Pixel8> layout");
+static_assert(sizeof(RX_BlendingMode<RX_Pixel16>) == 12 && offsetof(RX_BlendingMode<RX_Pixel16>, keep_dst_alpha) == 10,
+              "RX_BlendingMode<RX_Pixel16> layout");
+static_assert(sizeof(RX_BlendingMode<RX_PixelFloat>) == 16 &&
+                  offsetof(RX_BlendingMode<RX_PixelFloat>, keep_dst_alpha) == 12,
+              "RX_BlendingMode<RX_PixelFloat> layout");
 
 RX_VISIBLE_END
 #endif

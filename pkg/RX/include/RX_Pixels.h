@@ -56,27 +56,29 @@ typedef struct RX_LayerDef {
 
 typedef RX_LayerDef RX_EffectWorld;
 
-#ifdef __cplusplus
-static_assert(sizeof(RX_Pixel8) == 4 && sizeof(RX_Pixel16) == 8, "pixel sizes");
-static_assert(sizeof(RX_PixelFloat) == 16 && sizeof(RX_PixelDouble) == 32, "pixel sizes");
-static_assert(offsetof(RX_LayerDef, layer_flags) == 16, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, data) == 24, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, row_stride) == 32, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, width) == 36, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, height) == 40, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, content_rect) == 44, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, reserved3) == 60, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, allocation_stamp) == 72, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, world_object) == 80, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, aspect_words) == 88, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, zw_world) == 96, "RX_LayerDef layout");
-static_assert(offsetof(RX_LayerDef, reserved5) == 104, "RX_LayerDef layout");
-static_assert(sizeof(RX_LayerDef) == 120, "RX_LayerDef layout");
-static_assert(sizeof(GE_LRect) == 16 && sizeof(GE_Rect) == 8 && sizeof(GE_LPoint) == 8,
-              "rectangle layouts");
-#else
-_Static_assert(sizeof(RX_LayerDef) == 120, "RX_LayerDef layout");
-#endif
+RX_ABI_ASSERT(sizeof(RX_Pixel8) == 4 && offsetof(RX_Pixel8, red) == 1 && offsetof(RX_Pixel8, blue) == 3,
+              "RX_Pixel8 layout");
+RX_ABI_ASSERT(sizeof(RX_Pixel16) == 8 && offsetof(RX_Pixel16, red) == 2 && offsetof(RX_Pixel16, blue) == 6,
+              "RX_Pixel16 layout");
+RX_ABI_ASSERT(sizeof(RX_PixelFloat) == 16 && offsetof(RX_PixelFloat, red) == 4 && offsetof(RX_PixelFloat, blue) == 12,
+              "RX_PixelFloat layout");
+RX_ABI_ASSERT(sizeof(RX_PixelDouble) == 32 && offsetof(RX_PixelDouble, red) == 8 &&
+                  offsetof(RX_PixelDouble, blue) == 24,
+              "RX_PixelDouble layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, layer_flags) == 16, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, data) == 24, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, row_stride) == 32, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, width) == 36, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, height) == 40, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, content_rect) == 44, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, reserved3) == 60, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, allocation_stamp) == 72, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, world_object) == 80, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, aspect_words) == 88, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, zw_world) == 96, "RX_LayerDef layout");
+RX_ABI_ASSERT(offsetof(RX_LayerDef, reserved5) == 104, "RX_LayerDef layout");
+RX_ABI_ASSERT(sizeof(RX_LayerDef) == 120, "RX_LayerDef layout");
+RX_ABI_ASSERT(sizeof(GE_LRect) == 16 && sizeof(GE_Rect) == 8 && sizeof(GE_LPoint) == 8, "rectangle layouts");
 
 /* Pixel format words for interfaces that name a format rather than a depth:
    the four characters as one 32-bit value, first character highest. */

@@ -37,6 +37,10 @@ typedef struct RX_ProgressInfo {
   RX_ProgressFunc progress_func;
 } RX_ProgressInfo;
 
+RX_ABI_ASSERT(offsetof(RX_ProgressInfo, abort_func) == 8 && offsetof(RX_ProgressInfo, progress_func) == 16 &&
+                  sizeof(RX_ProgressInfo) == 24,
+              "RX_ProgressInfo layout");
+
 /* Reports "bad parameter passed to effect callback" with location
    0x250000 | location and class 8; returns RX_Result_Internal. */
 RX_API RX_Err RX_ReportBadParameter(int16_t location);

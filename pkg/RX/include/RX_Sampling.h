@@ -18,9 +18,9 @@ typedef struct RX_SampPB {
   const RX_LayerDef* src;    /* the world sampled */
 } RX_SampPB;
 
-#ifdef __cplusplus
-static_assert(offsetof(RX_SampPB, src) == 16 && sizeof(RX_SampPB) == 24, "RX_SampPB layout");
-#endif
+RX_ABI_ASSERT(offsetof(RX_SampPB, y_radius) == 4 && offsetof(RX_SampPB, area) == 8 && offsetof(RX_SampPB, src) == 16 &&
+                  sizeof(RX_SampPB) == 24,
+              "RX_SampPB layout");
 
 /* The shape of a sampler: the reference word is never read. */
 typedef RX_Err (*RX_SampleFunc8)(void* ref, int32_t x, int32_t y, const RX_SampPB* pb,

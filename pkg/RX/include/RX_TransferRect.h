@@ -32,6 +32,11 @@ typedef struct RX_TransferScratch {
   void* words[10];
 } RX_TransferScratch;
 
+RX_ABI_ASSERT(offsetof(RX_MaskWorld, x_offset) == 120 && offsetof(RX_MaskWorld, y_offset) == 124 &&
+                  offsetof(RX_MaskWorld, kind) == 128 && sizeof(RX_MaskWorld) == 136,
+              "RX_MaskWorld layout");
+RX_ABI_ASSERT(sizeof(RX_TransferScratch) == 80, "RX_TransferScratch layout");
+
 /* Blends source_rect of src onto dst with its corner at (dst_x, dst_y).
    field: 0 all lines, 1 even lines only, 2 odd lines only (dst
    coordinates). tables non-null blends in linear light. Worlds must share

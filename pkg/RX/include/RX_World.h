@@ -173,6 +173,11 @@ extern template class RX_WorldX<RX_Pixel8>;
 extern template class RX_WorldX<RX_Pixel16>;
 extern template class RX_WorldX<RX_PixelFloat>;
 
+// Callers build wrappers on their stack: the objects' sizes are ABI.
+static_assert(sizeof(RX_World) == 144 && sizeof(RX_WorldX<RX_Pixel8>) == 144 && sizeof(RX_WorldX<RX_Pixel16>) == 144 &&
+                  sizeof(RX_WorldX<RX_PixelFloat>) == 144,
+              "RX_World layout");
+
 RX_VISIBLE_END
 
 #endif

@@ -25,22 +25,21 @@ typedef struct RX_BlendScratch {
   int32_t capacity;
 } RX_BlendScratch;
 
-RX_API extern RX_BlendScratch RXp_G_BlendScratch;
+extern RX_BlendScratch RXp_G_BlendScratch;
 
 /* Rows for pixels pixels of bytes_per_channel (1, 2 or 4) bytes a channel.
    A request beyond the capacity, or force, frees and reallocates all three;
    a failure frees those got, zeroes the capacity and gives 4. Rows are
    never shrunk otherwise. Fills words 0 to 2 of scratch when non-null. */
-RX_API RX_Err RXp_ReallocScratch(int32_t pixels, int32_t bytes_per_channel, int32_t force,
-                                 RX_ScratchSet* scratch);
-RX_API void RXp_FreeBlendScratch(void);
+RX_Err RXp_ReallocScratch(int32_t pixels, int32_t bytes_per_channel, int32_t force, RX_ScratchSet* scratch);
+void RXp_FreeBlendScratch(void);
 
 /* The seven motion blur buffers, allocated once; a failure keeps those got
    and gives 4. */
-RX_API RX_Err RX_AllocateMotionBlurScratch(void);
-RX_API void RX_DisposeMotionBlurScratch(void);
+RX_Err RX_AllocateMotionBlurScratch(void);
+void RX_DisposeMotionBlurScratch(void);
 /* Buffer i (0 to 6), or null. */
-RX_API void* RXp_MotionBlurBuffer(int32_t index);
+void* RXp_MotionBlurBuffer(int32_t index);
 
 #ifdef __cplusplus
 }

@@ -164,24 +164,20 @@ inline RX_Pixel8 convert_16_to_8_dithered(const RX_Pixel16& p, DitherCursor& cur
 
 }  // namespace rx
 
-RX_BEGIN_C
 
 /* Rows of float pixels to 8 bits. With SSE2 usable and a 16-byte aligned
    source row, every pixel goes through the vector form (round to nearest
    even, all channels saturated); otherwise through the scalar form (halves
    up, alpha unclamped). The dithered forms draw four dither words a pixel. */
-RX_API void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
-RX_API void RXp_ConvertRowFloatTo8Dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRowFloatTo8(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRowFloatTo8Dithered(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
 /* The two forms on their own, for callers that must choose and for tests. */
-RX_API void RXp_ConvertRowFloatTo8_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
-RX_API void RXp_ConvertRowFloatTo8_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
-RX_API void RXp_ConvertRowFloatTo8Dithered_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst,
-                                                 int32_t count);
-RX_API void RXp_ConvertRowFloatTo8Dithered_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst,
-                                               int32_t count);
-RX_API void RXp_ConvertRow16To8Dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRowFloatTo8_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRowFloatTo8_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRowFloatTo8Dithered_Scalar(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRowFloatTo8Dithered_SSE2(const RX_PixelFloat* src, RX_Pixel8* dst, int32_t count);
+void RXp_ConvertRow16To8Dithered(const RX_Pixel16* src, RX_Pixel8* dst, int32_t count);
 
-RX_END_C
 
 namespace rx {
 
