@@ -7,6 +7,7 @@
 #include "RX_Blend.h"
 #include "RX_Messages.h"
 #include "compositing/transfer_arith.h"
+#include "frame/fixed_messages.h"
 #include "worlds/depth_arith.h"
 #include "frame/exception_boundary.h"
 #include "frame/reports.h"
@@ -49,7 +50,7 @@ Lookup<Px> lookup_for(bool has_mask, bool linear) {
   const int which = (has_mask ? 1 : 0) + (linear ? 2 : 0);
   if (which > 3) {
     // The four choices cover every case; this is a programming error.
-    report_verification("Something went wrong attempting get the blending function.");
+    report_verification(msg::kNoBlendingFunction);
     throw_code(RX_Result_Internal);
   }
   return reinterpret_cast<Lookup<Px>>(RXp_G_OverFuncs[DepthSlots<Px>::lookup + which * kLookupSlotStride]);

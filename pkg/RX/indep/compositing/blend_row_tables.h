@@ -11,6 +11,7 @@
 #include "KO/KO.h"
 #include "compositing/blend_rows.h"
 #include "frame/exception_boundary.h"
+#include "frame/fixed_messages.h"
 #include "frame/reports.h"
 #include "frame/variants.h"
 #include "RX_Messages.h"
@@ -34,8 +35,6 @@ class WorkLine {
   Px* pixels_;
 };
 
-inline constexpr char kInvalidLinearTables[] = "Invalid tables for linearized blending";
-
 // Alpha and opacity between a depth and its working depth.
 inline uint16_t lift_alpha(uint8_t a) { return convert_8_to_16(a); }
 inline uint16_t lift_alpha(uint16_t a) { return a; }
@@ -48,7 +47,7 @@ RX_Err linear_row(int32_t width, const RX_BlendingMode<Px>* mode, const RX_Linea
   using Work = typename L::Work;
   if (width < 1) return RX_Result_OK;
   if (tables == nullptr) {
-    report_verification(kInvalidLinearTables);
+    report_verification(msg::kInvalidLinearTables);
     return RX_Result_Internal;
   }
   const bool with_mask = HasMask && mask != nullptr;

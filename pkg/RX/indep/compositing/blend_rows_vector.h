@@ -1,6 +1,8 @@
-// The processor forms of two 8-bit rows. The vector files include nothing
+// The processor forms of three 8-bit rows: Copy (SSE2), Over and the matte
+// modes without tables (SSSE3 and AVX2). The vector files include nothing
 // else of the row family, so that no shared template is compiled with
-// their instruction set.
+// their instruction set; birth puts them into the row tables
+// (blend_rows8_variants()).
 #pragma once
 
 #include <cstdint>

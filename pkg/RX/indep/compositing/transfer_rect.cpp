@@ -14,18 +14,13 @@
 #include "compositing/blend_scratch.h"
 #include "compositing/track_mattes.h"
 #include "frame/exception_boundary.h"
+#include "frame/fixed_messages.h"
 #include "frame/override_table.h"
 #include "frame/progress.h"
 #include "worlds/with_depth.h"
 
 namespace rx {
 namespace {
-
-constexpr char kTransferDepthsDiffer[] = "RX_TransferRect requires src and dst worlds to have same bit depth";
-constexpr char kTransferPlusDepthsDiffer[] =
-    "RX_TransferRectPlus requires src and dst worlds to have same bit depth";
-// A matte must be of the destination's depth: its lines are pixel lines.
-constexpr char kMatteDepthDiffers[] = "RX_TransferRect requires the track matte to have the bit depth of dst";
 
 constexpr uint32_t kSeedStep = 12281;      // the per-line step of the dissolve seed
 constexpr int32_t kProgressInterval = 128;  // lines between progress reports
@@ -169,7 +164,7 @@ RX_Err run_transfer(const TransferRequest& r, const char* depths_differ_text, in
     return RX_Result_Internal;
   }
   if (r.mask && RXp_WorldDepth(&r.mask->world) != depth) {
-    report_verification(kMatteDepthDiffers);
+    report_verification(msg::kMatteDepthDiffers);
     return RX_Result_Internal;
   }
   if (band_height < 1) band_height = 1;
@@ -184,7 +179,7 @@ RX_Err RX_TransferRect_S(const RX_ProgressInfo* progress, int32_t, int64_t, int3
                          int32_t dst_y, RX_LayerDef* dst) {
   const rx::TransferRequest request{progress, field, source_rect, src,   mode,
                                    tables,   mask,  nullptr,     dst_x, dst_y, dst};
-  return rx::run_transfer(request, rx::kTransferDepthsDiffer, rx::kWholeTransferBand);
+  return rx::run_transfer(request, rx::msg::kTransferDepthsDiffer, rx::kWholeTransferBand);
 }
 
 RX_Err RX_TransferRectPlus_S(const RX_ProgressInfo* progress, int32_t, int64_t, int32_t field,
@@ -193,7 +188,7 @@ RX_Err RX_TransferRectPlus_S(const RX_ProgressInfo* progress, int32_t, int64_t, 
                              const RX_TransferScratch* scratch, int32_t dst_x, int32_t dst_y, RX_LayerDef* dst) {
   const rx::TransferRequest request{progress, field, source_rect, src,   mode,
                                    tables,   mask,  scratch,     dst_x, dst_y, dst};
-  return rx::run_transfer(request, rx::kTransferPlusDepthsDiffer, rx::kWholeTransferBand);
+  return rx::run_transfer(request, rx::msg::kTransferPlusDepthsDiffer, rx::kWholeTransferBand);
 }
 
 RX_Err RX_TransferRect(const RX_ProgressInfo* progress, int32_t reserved1, int64_t reserved2, int32_t field,

@@ -67,4 +67,13 @@ inline constexpr char kReallocScratchDepth[] = "Unexpected bitdepth in RXp_Reall
 inline constexpr char kInvalidSizeKey[] =
     "$$$/ZQ/RX/RX_WorldX/Constructor/InvalidSizeError=invalid image buffer size (^L1x^L2).";
 
+// Compositing: the transfer rectangle, the linear rows, the pipeline.
+inline constexpr char kTransferDepthsDiffer[] = "RX_TransferRect requires src and dst worlds to have same bit depth";
+inline constexpr char kTransferPlusDepthsDiffer[] =
+    "RX_TransferRectPlus requires src and dst worlds to have same bit depth";
+// A matte must be of the destination's depth: its lines are pixel lines.
+inline constexpr char kMatteDepthDiffers[] = "RX_TransferRect requires the track matte to have the bit depth of dst";
+inline constexpr char kInvalidLinearTables[] = "Invalid tables for linearized blending";
+inline constexpr char kNoBlendingFunction[] = "Something went wrong attempting get the blending function.";
+
 }  // namespace rx::msg
