@@ -3,8 +3,6 @@
 // on the same pixels.
 #include <OpenImageIO/imageio.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -13,15 +11,13 @@
 
 #include "rx_test_support.h"
 #include "tool.h"
+#include "tool_test_support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct ToolRun {
-  int status;
-  std::string out, err;
-};
+using rxtest::ToolRun;
 
 // 8-bit RGBA pictures as the test holds them: pixels of the package.
 struct Image {
@@ -40,25 +36,8 @@ struct Image {
   }
 };
 
-class RxAlphaOutline : public ::testing::Test {
+class RxAlphaOutline : public rxtest::ToolTest {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("rx-alpha-outline-test-" + std::to_string(::getpid()) + "-" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  std::string at(const std::string& name) const { return (dir_ / name).string(); }
-
-  ToolRun rx(const std::string& arguments) const {
-    std::vector<std::string> words{"rx"};
-    std::istringstream in(arguments);
-    for (std::string word; in >> word;) words.push_back(word);
-    std::ostringstream out, err;
-    const int status = rxtool::run(words, {out, err});
-    return {status, out.str(), err.str()};
-  }
-
   static void write(const std::string& path, const Image& image, int channels = 4) {
     auto out = OIIO::ImageOutput::create(path);
     ASSERT_TRUE(out) << path;
@@ -92,8 +71,6 @@ class RxAlphaOutline : public ::testing::Test {
     }
     return image;
   }
-
-  fs::path dir_;
 };
 
 // A soft disc with colour gradients everywhere, transparent outside.

@@ -7,9 +7,6 @@
 #include <OpenImageIO/imageio.h>
 #include <lcms2.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 #include <csignal>
@@ -27,58 +24,16 @@
 #include "picture.h"
 #include "rx_test_support.h"
 #include "tool.h"
+#include "tool_test_support.h"
 #include "tool_error.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct ToolRun {
-  int status;
-  std::string out, err;
-};
+using rxtest::ToolRun;
 
-// The words of a command line; the tests' paths hold no spaces.
-std::vector<std::string> words_of(const std::string& command_line) {
-  std::vector<std::string> words{"rx"};
-  std::istringstream in(command_line);
-  for (std::string word; in >> word;) words.push_back(word);
-  return words;
-}
-
-class RxTool : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("rx-tool-test-" + std::to_string(::getpid()) + "-" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-  std::string at(const std::string& name) const { return (dir_ / name).string(); }
-
-  // rx run in this process, as main() runs it.
-  ToolRun rx(const std::string& arguments) const {
-    std::ostringstream out, err;
-    const int status = rxtool::run(words_of(arguments), {out, err});
-    return {status, out.str(), err.str()};
-  }
-
-  // The rx program started as a process of its own.
-  ToolRun rx_program(const std::string& arguments) const {
-    const std::string out = at("stdout.txt"), err = at("stderr.txt");
-    const std::string command = std::string(RX_TOOL_PATH) + " " + arguments + " > " + out + " 2> " + err;
-    const int raw = std::system(command.c_str());
-    auto slurp = [](const std::string& path) {
-      std::ifstream in(path);
-      std::stringstream text;
-      text << in.rdbuf();
-      return text.str();
-    };
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
-  }
-
-  fs::path dir_;
-};
+class RxTool : public rxtest::ToolTest {};
 
 // RGBA files of any type, straight alpha, as OpenImageIO writes them.
 template <class T>

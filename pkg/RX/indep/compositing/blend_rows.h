@@ -61,7 +61,7 @@ void mode_row_loop(int32_t width, Cv<Px> opacity, const Px* src, const Px* mask,
       const bool full = A::opaque(sa);
       const Px s = src[i];
       Px d = dst[i];
-      xfer::for_each_colour<Px>([&](auto colour) {
+      xfer::for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
         V c = xfer::matte_mode<A, Mode>(s.*colour, d.*colour, sa, full);
         if constexpr (!A::is_float) c = A::limit(c);
         d.*colour = Cv<Px>(c);

@@ -17,14 +17,10 @@
 
 namespace rx::xfer {
 
-// The channel bodies and the colour steps run once per pixel inside row
-// loops; as calls they cost more than their work.
-#define RX_PIXEL_STEP inline __attribute__((always_inline))
-
 // Calls body(&Px::red), body(&Px::green), body(&Px::blue): the channels in
 // their order, unrolled, each member known where the body is inlined.
 template <class Px, class Body>
-inline void for_each_colour(Body&& body) {
+RX_PIXEL_STEP void for_each_colour(Body&& body) {
   body(&Px::red);
   body(&Px::green);
   body(&Px::blue);
@@ -122,7 +118,7 @@ void matte_family(const Px& s, Px& d) {
   const V sa = s.alpha, da = d.alpha;
   const bool full = A::opaque(sa);
   const V r = A::unite(sa, da);
-  for_each_colour<Px>([&](auto colour) {
+  for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
     const V m = da == A::white ? V(d.*colour) : matte<A, kMatte>(d.*colour, da);
     V c = matte_mode<A, Mode>(s.*colour, m, sa, full);
     if constexpr (!A::is_float) c = A::limit(c);
@@ -189,7 +185,7 @@ void general_family(const Px& s, Px& d) {
   using V = typename A::V;
   const V sa = s.alpha, da = d.alpha;
   if (A::opaque(sa)) {
-    for_each_colour<Px>([&](auto colour) {
+    for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
       const V sc = s.*colour, f = general_mode<A, Mode>(sc, d.*colour);
       d.*colour = typename A::Cv(A::blend(sc, f - sc, da));
     });
@@ -197,7 +193,7 @@ void general_family(const Px& s, Px& d) {
     return;
   }
   const V w = A::mul(sa, da), r = A::unite(sa, da);
-  for_each_colour<Px>([&](auto colour) {
+  for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
     const V sc = s.*colour, dc = d.*colour, f = general_mode<A, Mode>(sc, dc);
     V sum;
     if constexpr (A::is_float) {
@@ -218,7 +214,7 @@ void behind_step(const Px& s, Px& d) {
   using V = typename A::V;
   const V sa = s.alpha, da = d.alpha;
   const V r = A::unite(sa, da);
-  for_each_colour<Px>([&](auto colour) {
+  for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
     const V weighted = A::mul(s.*colour, sa);
     d.*colour = typename A::Cv(A::div(A::blend(weighted, V(d.*colour) - weighted, da), r));
   });
@@ -310,7 +306,7 @@ void colour_replace(const Px& s, Px& d, typename Arith<Px>::V dst_lum_before) {
 
   const bool full = A::opaque(sa);
   int i = 0;
-  for_each_colour<Px>([&](auto colour) {
+  for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
     // The chosen colour is cut to the channel type before it is mixed in.
     const V target = V(typename A::Cv(wanted.c[i++]));
     const V now = d.*colour;
@@ -347,7 +343,7 @@ void own_mode(const Px& s, Px& d) {
       return;
     }
     const V r = A::unite(sa, da);
-    for_each_colour<Px>([&](auto colour) {
+    for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
       const V matted = A::mul(d.*colour, da);
       d.*colour = Cv(A::div(A::blend(matted, V(s.*colour) - matted, sa), r));
     });
@@ -371,7 +367,7 @@ void own_mode(const Px& s, Px& d) {
   } else if constexpr (Mode == RX_Xfer_AddPremul) {
     // The source counts as premultiplied: it is added whole, not weighted.
     const V w = A::mul(da, A::inv(sa)), r = A::unite(sa, da);
-    for_each_colour<Px>([&](auto colour) {
+    for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
       d.*colour = Cv(A::div(A::limit_top(V(s.*colour) + A::mul(d.*colour, w)), r));
     });
     d.alpha = Cv(r);
@@ -385,12 +381,12 @@ void own_mode(const Px& s, Px& d) {
     }
     const V total = sa + da;
     if (total >= A::white) {
-      for_each_colour<Px>([&](auto colour) {
+      for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
         d.*colour = Cv(A::mul(s.*colour, sa) + A::mul(d.*colour, A::inv(sa)));
       });
       d.alpha = Cv(A::white);
     } else {
-      for_each_colour<Px>([&](auto colour) {
+      for_each_colour<Px>([&](auto colour) RX_CHANNEL_BODY {
         d.*colour = Cv(A::div(A::mul(s.*colour, sa) + A::mul(d.*colour, da), total));
       });
       d.alpha = Cv(total);

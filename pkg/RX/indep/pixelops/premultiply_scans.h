@@ -15,11 +15,11 @@ namespace rx {
 // transparent pixel unmultiplies to white against black at every depth (the
 // divide table's row 0 at 8 bits).
 template <class Px, Matte M, bool Forward>
-inline Px premultiply_pixel(const Px& in) {
+RX_PIXEL_STEP Px premultiply_pixel(const Px& in) {
   using A = DepthArith<Px>;
   using Cv = typename A::Cv;
   const typename A::V a = in.alpha;
-  auto f = [a](Cv c) { return Cv(Forward ? matte<A, M>(c, a) : unmultiply<A, M>(c, a)); };
+  auto f = [a](Cv c) RX_CHANNEL_BODY { return Cv(Forward ? matte<A, M>(c, a) : unmultiply<A, M>(c, a)); };
   return Px{in.alpha, f(in.red), f(in.green), f(in.blue)};
 }
 

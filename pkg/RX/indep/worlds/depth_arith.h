@@ -14,6 +14,12 @@
 #include "RX_Frame.h"
 #include "worlds/depth_traits.h"
 
+// The channel bodies and the per-pixel steps run once per pixel inside row
+// loops; as calls they cost more than their work. RX_CHANNEL_BODY marks a
+// lambda that runs per channel likewise.
+#define RX_PIXEL_STEP inline __attribute__((always_inline))
+#define RX_CHANNEL_BODY __attribute__((always_inline))
+
 namespace rx {
 
 // ---- the integer rules ----
@@ -121,7 +127,7 @@ enum class Matte { Black, White, Grey };
 // A colour c with alpha a as seen on the matte colour: premultiplication
 // against the matte, and the matting of dst in the matte modes.
 template <class A, Matte M>
-typename A::V matte(typename A::V c, typename A::V a) {
+RX_PIXEL_STEP typename A::V matte(typename A::V c, typename A::V a) {
   if constexpr (M == Matte::Black) {
     return A::mul(c, a);
   } else if constexpr (M == Matte::White) {
@@ -131,19 +137,25 @@ typename A::V matte(typename A::V c, typename A::V a) {
   }
 }
 
-// The colour back from the matte after dividing by alpha r. The grey form
-// saturates at the integer depths: a quotient of a half or more gives white
-// or 0.
-template <class A, Matte M>
-typename A::V dematte(typename A::V c, typename A::V r) {
+// The colour back from the matte after dividing by alpha r with divide
+// (the depth's div, or a plain quotient where r is known to divide). The
+// grey form saturates at the integer depths: a quotient of a half or more
+// gives white or 0.
+template <class A, Matte M, class Divide>
+RX_PIXEL_STEP typename A::V dematte_by(typename A::V c, typename A::V r, Divide divide) {
   if constexpr (M == Matte::Black) {
-    return A::div(c, r);
+    return divide(c, r);
   } else if constexpr (M == Matte::White) {
-    return A::inv(A::div(A::complement(c), r));
+    return A::inv(divide(A::complement(c), r));
   } else {
-    if (c >= A::half) return A::limit_top(A::half + A::div(c - A::half, r));
-    return A::floor_zero(A::half - A::div(A::half - c, r));
+    if (c >= A::half) return A::limit_top(A::half + divide(c - A::half, r));
+    return A::floor_zero(A::half - divide(A::half - c, r));
   }
+}
+
+template <class A, Matte M>
+RX_PIXEL_STEP typename A::V dematte(typename A::V c, typename A::V r) {
+  return dematte_by<A, M>(c, r, [](typename A::V v, typename A::V a) RX_CHANNEL_BODY { return A::div(v, a); });
 }
 
 // Unmultiplying a pixel of alpha a: dematte, except where a float alpha
@@ -151,13 +163,17 @@ typename A::V dematte(typename A::V c, typename A::V r) {
 // against black and to black against white, as the quotient 1.0 gives, and
 // against grey to the end it stands on, as the integer forms saturate.
 template <class A, Matte M>
-typename A::V unmultiply(typename A::V c, typename A::V a) {
-  if constexpr (A::is_float && M == Matte::Grey) {
-    if (A::cannot_unmultiply(a)) return c >= A::half ? A::white : 0.0f;
-  } else if constexpr (A::is_float) {
-    if (A::cannot_unmultiply(a)) return M == Matte::Black ? A::white : 0.0f;
+RX_PIXEL_STEP typename A::V unmultiply(typename A::V c, typename A::V a) {
+  if constexpr (A::is_float) {
+    if (A::cannot_unmultiply(a)) {
+      if constexpr (M == Matte::Grey) return c >= A::half ? A::white : 0.0f;
+      return M == Matte::Black ? A::white : 0.0f;
+    }
+    // The alpha divides: the plain quotient, without the guard again.
+    return dematte_by<A, M>(c, a, [](float v, float d) RX_CHANNEL_BODY { return v / d; });
+  } else {
+    return dematte<A, M>(c, a);
   }
-  return dematte<A, M>(c, a);
 }
 
 }  // namespace rx
