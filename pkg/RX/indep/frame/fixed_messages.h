@@ -66,5 +66,8 @@ inline constexpr char kBadParameterGetPixelDataFloat[] =
 inline constexpr char kReallocScratchDepth[] = "Unexpected bitdepth in RXp_ReallocScratch()";
 inline constexpr char kInvalidSizeKey[] =
     "$$$/ZQ/RX/RX_WorldX/Constructor/InvalidSizeError=invalid image buffer size (^L1x^L2).";
+inline constexpr char kConvolveDepthsDiffer[] =
+    "RX_Convolve requires source and dst worlds to be same depth";
+inline constexpr char kBlurUntestedSSE2[] = "untested SSE2 codepath in blur";
 
 }  // namespace rx::msg
