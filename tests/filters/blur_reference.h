@@ -540,13 +540,21 @@ std::vector<Px> box_pass(const std::vector<Px>& in, int64_t start, int64_t out_l
       const float total = renorm ? count16 - e16 : float(2 * r + 1) - frac16 - frac16;
       auto limit = [](float x) { return x > 1.0f ? 1.0f : x < 1e-16f ? 0.0f : x; };
       if (form == 1 && packed) {
+        // The packed form keeps the edge samples in doubles too.
+        double packed_edge[4] = {0, 0, 0, 0};
+        if (inside(trail - 0) && has_frac) {
+          for (int c = 0; c < 4; ++c) packed_edge[c] = double(ch(in[trail], c));
+        }
+        if (inside(lead - 1) && has_frac) {
+          for (int c = 0; c < 4; ++c) packed_edge[c] += double(ch(in[lead - 1], c));
+        }
         for (int c = 0; c < 4; ++c) {
           if (!selected(channels, c)) continue;
           if (total == 0.0f) {
             ch(o, c) = 0;
             continue;
           }
-          const float x = float((sums[c] - double(edge[c]) * double(frac16)) / double(total));
+          const float x = float((sums[c] - packed_edge[c] * double(frac16)) / double(total));
           ch(o, c) = c == 0 ? limit(x) : x;
         }
       } else if (form == 1) {
