@@ -1,5 +1,6 @@
 // The Gaussian scans chosen at birth: the plain scans of gaussian_scans.h,
-// or their AVX2 forms, which give the same results.
+// or their AVX2 forms (gaussian_scans_avx2.cpp), which give the same
+// results.
 #include "filters/gaussian_scans.h"
 
 namespace rx {
@@ -26,11 +27,12 @@ template GaussianScan chosen_gaussian_scan<RX_PixelFloat>();
 VariantList gaussian_blur_variants() {
   static const Variant list[] = {
       {"gaussian_blur.scan8", chosen_scan<RX_Pixel8>().place(), as_form(&gaussian_scan<RX_Pixel8>),
-       nullptr, 0},
+       as_form(&gaussian_scan_avx2<RX_Pixel8>), kNeedsAVX2},
       {"gaussian_blur.scan16", chosen_scan<RX_Pixel16>().place(),
-       as_form(&gaussian_scan<RX_Pixel16>), nullptr, 0},
+       as_form(&gaussian_scan<RX_Pixel16>), as_form(&gaussian_scan_avx2<RX_Pixel16>), kNeedsAVX2},
       {"gaussian_blur.scan_float", chosen_scan<RX_PixelFloat>().place(),
-       as_form(&gaussian_scan<RX_PixelFloat>), nullptr, 0},
+       as_form(&gaussian_scan<RX_PixelFloat>), as_form(&gaussian_scan_avx2<RX_PixelFloat>),
+       kNeedsAVX2},
   };
   return list;
 }
