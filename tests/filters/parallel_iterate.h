@@ -31,7 +31,8 @@ inline ParallelRecord& parallel_record() {
 
 // Stubborn: hand out every iteration even after a failure (to see how the
 // blur's own error word stops the other threads). Thread 0 first: the
-// other threads start only once thread 0 has run its first iteration.
+// other threads start only once thread 0 has run its first iteration, and
+// thread 0 goes on only once they have run out of iterations.
 struct ParallelMode {
   bool stubborn = false;
   bool thread_zero_first = false;
@@ -61,7 +62,16 @@ inline RX_Err parallel_iterate(int32_t count, void* refcon, RX_GenericIterFunc f
   std::condition_variable cv;
   bool zero_started = !mode.thread_zero_first;
 
-  auto worker = [&](int32_t index) {
+  int32_t others_done = 0;
+  auto finish_other = [&](int32_t index) {
+    if (index == 0) return;
+    {
+      std::lock_guard<std::mutex> lock(m);
+      ++others_done;
+    }
+    cv.notify_all();
+  };
+  auto run = [&](int32_t index) {
     if (index != 0) {
       std::unique_lock<std::mutex> lock(m);
       cv.wait(lock, [&] { return zero_started; });
@@ -83,9 +93,15 @@ inline RX_Err parallel_iterate(int32_t count, void* refcon, RX_GenericIterFunc f
           zero_started = true;
         }
         cv.notify_all();
+        std::unique_lock<std::mutex> lock(m);
+        cv.wait(lock, [&] { return others_done == threads - 1; });
       }
       if (err != RX_Result_OK && !mode.stubborn) return;
     }
+  };
+  auto worker = [&](int32_t index) {
+    run(index);
+    finish_other(index);
   };
   std::vector<std::thread> pool;
   for (int32_t t = 1; t < threads; ++t) pool.emplace_back(worker, t);
