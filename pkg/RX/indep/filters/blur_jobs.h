@@ -15,6 +15,7 @@
 #include "RX_Messages.h"
 #include "RX_World.h"
 #include "filters/filter_arith.h"
+#include "worlds/depth_arith.h"
 
 // One thread's scratch line: the block as taken, and its first 16-byte
 // boundary.
@@ -198,18 +199,14 @@ void clear_line(LineRef<Px> line, int32_t length) {
 }
 
 // A source pixel as it enters scratch: each selected colour premultiplied
-// by its alpha (8 and 16 bits rounded as the package's multiplies round;
-// float the plain product). Unselected colours stay straight.
+// by its alpha with the depth's multiply (8 and 16 bits rounded as the
+// package rounds; float the plain product). Unselected colours stay
+// straight.
 template <class Px>
 inline Px premultiplied_pixel(Px p, RX_BlurChannels channels) {
+  using A = DepthArith<Px>;
   auto times_alpha = [&](auto c) -> decltype(c) {
-    if constexpr (std::is_same_v<Px, RX_Pixel8>) {
-      return static_cast<decltype(c)>(multiply8(c, p.alpha));
-    } else if constexpr (std::is_same_v<Px, RX_Pixel16>) {
-      return static_cast<decltype(c)>(multiply16(c, p.alpha));
-    } else {
-      return c * p.alpha;
-    }
+    return static_cast<decltype(c)>(A::mul(typename A::V(c), typename A::V(p.alpha)));
   };
   if (channels & RX_BLUR_RED) p.red = times_alpha(p.red);
   if (channels & RX_BLUR_GREEN) p.green = times_alpha(p.green);
