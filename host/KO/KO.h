@@ -25,7 +25,9 @@ enum { KO_Class_Engine = 4, KO_Class_Error = 8, KO_Class_Version = 16 };
 enum { KO_CpuWordCount = 8 };
 HOST_API extern const uint32_t* KO_G_CPU_DataP;
 
-HOST_API int32_t KO_GetNumThreads(void);
+/* The number of threads the host may run one operation's work on, at
+   least 1. KO_Err_None, or an error code with *count left alone. */
+HOST_API HOST_Err KO_GetNumThreads(int32_t* count);
 
 /* ---- versions ---- */
 HOST_API HOST_Err KO_CheckVersions(int32_t location, int32_t caller_version);
@@ -48,9 +50,21 @@ HOST_API HOST_Err KO_ResizeHandle(KO_Handle handle, size_t new_size);
 HOST_API void KO_FreeHandle(KO_Handle handle);
 HOST_API size_t KO_GetHandleSize(KO_Handle handle);
 
-/* Books of allocations made outside KO (the frame store's, for instance):
-   delta in bytes, positive when taken, negative when given back. */
-HOST_API void KO_AccountAllocationEx(int32_t location, const char* label, int64_t delta_bytes);
+/* The memory account: what the application's working memory holds beside
+   its caches. Callers add a block's bytes after taking it (add non-zero)
+   and take them off before giving it back (add 0). The account is kept
+   apart from the books of KO's own blocks. */
+HOST_API void KO_AccountAllocationEx(int64_t bytes, int32_t add);
+
+/* Runs an allocation with purging: calls allocator(context, bytes), and
+   while it fails with KO_Err_OutOfMemory and the host could free some of
+   its purgeable memory, frees it and calls the allocator again. The
+   allocator's last code is the result; a null allocator gives
+   KO_Err_Internal. flags is 0. The allocator takes its memory as it likes
+   (KO's own forms count for the fail-the-Nth-allocation hook). */
+typedef HOST_Err (*KO_PurgeAllocator)(void* context, size_t bytes);
+HOST_API HOST_Err KO_PurgeLoop(size_t bytes, KO_PurgeAllocator allocator, void* context,
+                               int32_t flags);
 
 HOST_API void KOp_Memset32(void* dst, uint32_t value, size_t count);
 /* The four bytes of a word in reverse order. */

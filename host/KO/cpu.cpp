@@ -18,6 +18,7 @@ namespace {
 
 uint32_t g_cpu_words[KO_CpuWordCount];
 std::atomic<int32_t> g_thread_count{0};
+std::atomic<int32_t> g_thread_count_failure{0};
 
 // Names accepted by RX_DISABLE, in word order.
 constexpr const char* kWordNames[KO_CpuWordCount] = {"mmx",   "sse",   "sse2",  "sse3",
@@ -104,10 +105,18 @@ void RXHost_SetCpuWord(int32_t index, uint32_t value) {
 
 void RXHost_ResetCpuWords(void) { load_words(); }
 
-int32_t KO_GetNumThreads(void) {
-  if (const int32_t forced = g_thread_count.load(); forced > 0) return forced;
+HOST_Err KO_GetNumThreads(int32_t* count) {
+  if (!count) return KO_Err_Internal;
+  if (const HOST_Err failure = g_thread_count_failure.load(); failure != KO_Err_None) return failure;
+  if (const int32_t forced = g_thread_count.load(); forced > 0) {
+    *count = forced;
+    return KO_Err_None;
+  }
   const unsigned n = std::thread::hardware_concurrency();
-  return n > 0 ? static_cast<int32_t>(n) : 1;
+  *count = n > 0 ? static_cast<int32_t>(n) : 1;
+  return KO_Err_None;
 }
 
 void RXHost_SetThreadCount(int32_t count) { g_thread_count.store(count > 0 ? count : 0); }
+
+void RXHost_FailThreadCount(HOST_Err code) { g_thread_count_failure.store(code); }

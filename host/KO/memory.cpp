@@ -24,6 +24,10 @@ constexpr uint64_t kDeadMagic = 0x6465616462656566ull;  // written on free to ca
 std::atomic<int64_t> g_live_bytes{0};
 std::atomic<int64_t> g_live_blocks{0};
 std::atomic<int32_t> g_fail_countdown{0};
+std::atomic<int64_t> g_accounted_bytes{0};
+
+std::atomic<RXHost_PurgeProc> g_purge_proc{nullptr};
+std::atomic<void*> g_purge_refcon{nullptr};
 
 BlockHeader* header_of(const void* block) {
   return reinterpret_cast<BlockHeader*>(const_cast<char*>(static_cast<const char*>(block)) -
@@ -110,8 +114,6 @@ void** handle_allocate(size_t size, bool clear, bool consult_hook) {
   return master;
 }
 
-void account_bytes(int64_t delta) { g_live_bytes += delta; }
-
 }  // namespace rxhost
 
 // ---- pointers ----
@@ -180,9 +182,28 @@ size_t KO_GetHandleSize(KO_Handle handle) { return handle ? rxhost::block_size(*
 
 // ---- books ----
 
-void KO_AccountAllocationEx(int32_t, const char*, int64_t delta_bytes) {
-  rxhost::account_bytes(delta_bytes);
+void KO_AccountAllocationEx(int64_t bytes, int32_t add) {
+  g_accounted_bytes += add ? bytes : -bytes;
 }
+
+// The host keeps no purgeable memory of its own; a test may lend a purge
+// procedure.
+HOST_Err KO_PurgeLoop(size_t bytes, KO_PurgeAllocator allocator, void* context, int32_t) {
+  if (!allocator) return KO_Err_Internal;
+  for (;;) {
+    const HOST_Err err = allocator(context, bytes);
+    if (err != KO_Err_OutOfMemory) return err;
+    const RXHost_PurgeProc purge = g_purge_proc.load();
+    if (!purge || !purge(g_purge_refcon.load(), bytes)) return err;
+  }
+}
+
+void RXHost_SetPurgeProc(RXHost_PurgeProc proc, void* refcon) {
+  g_purge_refcon.store(refcon);
+  g_purge_proc.store(proc);
+}
+
+int64_t RXHost_AccountedBytes(void) { return g_accounted_bytes.load(); }
 
 int64_t RXHost_LiveBytes(void) { return g_live_bytes.load(); }
 int64_t RXHost_LiveBlocks(void) { return g_live_blocks.load(); }

@@ -53,9 +53,11 @@ HOST_API void RXHost_FormatReport(const RXHost_Report* report, char* buffer, siz
 /* ---- memory books ----
    Bytes asked for (headers not included) and blocks alive: every KO block,
    both blocks of a handle, ZW frames, and a bitmap's three blocks (master
-   pointer, record, pixels). KO_AccountAllocationEx moves the bytes only. */
+   pointer, record, pixels). */
 HOST_API int64_t RXHost_LiveBytes(void);
 HOST_API int64_t RXHost_LiveBlocks(void);
+/* The memory account of KO_AccountAllocationEx, in bytes. */
+HOST_API int64_t RXHost_AccountedBytes(void);
 
 /* ==== test hooks ==== */
 /* Sets a word of the CPU data (see KO.h); call before RX_Birth. */
@@ -67,8 +69,15 @@ HOST_API void RXHost_ResetCpuWords(void);
    bitmaps (a bitmap is one), and the host's own KO blocks (the GE tables,
    SEQ lists); resizes are not counted. */
 HOST_API void RXHost_FailNthAllocation(int32_t n);
-/* KO_GetNumThreads returns count; 0 returns to the hardware's count. */
+/* KO_GetNumThreads gives count; 0 returns to the hardware's count. */
 HOST_API void RXHost_SetThreadCount(int32_t count);
+/* KO_GetNumThreads fails with code (non-zero) until called again with 0. */
+HOST_API void RXHost_FailThreadCount(HOST_Err code);
+/* A purge procedure for KO_PurgeLoop: called when an allocation under it
+   fails, with the bytes wanted; non-zero means it freed something and the
+   allocation is tried again. Null (the default) means nothing to purge. */
+typedef int32_t (*RXHost_PurgeProc)(void* refcon, size_t bytes);
+HOST_API void RXHost_SetPurgeProc(RXHost_PurgeProc proc, void* refcon);
 /* How often each sibling's version check ran ("KO", "WRD", "ZW", "GE",
    "DSK", "SEQ", "ZQFX", "ADDN"); -1 for an unknown name. */
 HOST_API int32_t RXHost_VersionCheckCount(const char* library);

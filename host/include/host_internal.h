@@ -35,8 +35,6 @@ void* block_allocate(size_t size, bool clear, bool consult_hook);
 void block_free(void* block);
 size_t block_size(const void* block);
 void** handle_allocate(size_t size, bool clear, bool consult_hook);
-// Adds to the books without a block (foreign allocations).
-void account_bytes(int64_t delta);
 
 // ---- CPU data ----
 // Clears the words named in a comma-separated list ("sse2,ssse3"); names

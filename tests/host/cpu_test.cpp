@@ -121,17 +121,39 @@ TEST_F(CpuWords, DisableListDoesNotMatchPrefixes) {
   EXPECT_EQ(KO_G_CPU_DataP[2], sse2);
 }
 
+int32_t thread_count() {
+  int32_t count = -1;
+  EXPECT_EQ(KO_GetNumThreads(&count), KO_Err_None);
+  return count;
+}
+
 TEST(KoThreads, CountDefaultsToTheHardware) {
   RXHost_SetThreadCount(0);
   const unsigned hw = std::thread::hardware_concurrency();
-  EXPECT_EQ(KO_GetNumThreads(), hw > 0 ? int32_t(hw) : 1);
+  EXPECT_EQ(thread_count(), hw > 0 ? int32_t(hw) : 1);
 }
 
 TEST(KoThreads, SetCountOverridesUntilCleared) {
   RXHost_SetThreadCount(3);
-  EXPECT_EQ(KO_GetNumThreads(), 3);
+  EXPECT_EQ(thread_count(), 3);
   RXHost_SetThreadCount(0);
-  EXPECT_GE(KO_GetNumThreads(), 1);
+  EXPECT_GE(thread_count(), 1);
+}
+
+TEST(KoThreads, NegativeCountMeansTheHardwareCount) {
+  RXHost_SetThreadCount(-4);
+  EXPECT_GE(thread_count(), 1);
+}
+
+TEST(KoThreads, NullCountIsABadArgument) { EXPECT_EQ(KO_GetNumThreads(nullptr), KO_Err_Internal); }
+
+TEST(KoThreads, AFailingCountGivesItsCodeAndLeavesTheCountAlone) {
+  RXHost_FailThreadCount(KO_Err_OutOfMemory);
+  int32_t count = -7;
+  EXPECT_EQ(KO_GetNumThreads(&count), KO_Err_OutOfMemory);
+  EXPECT_EQ(count, -7);
+  RXHost_FailThreadCount(KO_Err_None);
+  EXPECT_GE(thread_count(), 1);
 }
 
 }  // namespace

@@ -100,12 +100,17 @@ TEST(KoMemory, ImpossibleResizeLeavesTheBlockAlone) {
   KO_FreePtr(p);
 }
 
-TEST(KoMemory, ForeignAllocationsMoveTheByteBooksOnly) {
+TEST(KoMemory, TheAccountAddsAfterTakingAndSubtractsBeforeGivingBack) {
   const Books before;
-  KO_AccountAllocationEx(0x250000, "frame store", 1000);
-  EXPECT_EQ(RXHost_LiveBytes(), before.bytes + 1000);
-  EXPECT_EQ(RXHost_LiveBlocks(), before.blocks);
-  KO_AccountAllocationEx(0x250000, "frame store", -1000);
+  const int64_t account = RXHost_AccountedBytes();
+  KO_AccountAllocationEx(1000, 1);
+  KO_AccountAllocationEx(24, 7);  // any non-zero adds
+  EXPECT_EQ(RXHost_AccountedBytes(), account + 1024);
+  KO_AccountAllocationEx(1000, 0);
+  EXPECT_EQ(RXHost_AccountedBytes(), account + 24);
+  KO_AccountAllocationEx(24, 0);
+  EXPECT_EQ(RXHost_AccountedBytes(), account);
+  // The account is apart from the books of KO's blocks.
   EXPECT_TRUE(before.unchanged());
 }
 

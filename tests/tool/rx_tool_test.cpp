@@ -247,10 +247,11 @@ TEST_F(RxTool, DemoWritesEveryResult) {
   ASSERT_EQ(run.status, 0) << run.err;
   for (const char* name : {"over.png", "multiply.png", "screen-luma-matte.png", "dissolve.png", "hue-linear.tif",
                            "difference-even.exr", "background-16.tif", "background.exr", "dithered.png",
-                           "layer-on-white.png", "over-auto-alpha.png", "outline.png"}) {
+                           "layer-on-white.png", "over-auto-alpha.png", "outline.png", "shadow.png",
+                           "drop-shadow.png", "edges.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 20);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 25);
   EXPECT_NE(run.out.find("layer-on-white.png: guessed alpha         premultiplied against white\n"), std::string::npos)
       << run.out;
 }

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 #include "RX.h"
@@ -69,6 +70,20 @@ std::pair<int32_t, int32_t> parse_position(const std::string& text, const char* 
     throw ToolError(std::string(option) + " wants X,Y, such as 120,60; got '" + text + "'");
   }
   return {x, y};
+}
+
+int32_t parse_channels(const std::string& text, const char* option) {
+  int32_t channels = 0;
+  for (const char c : text) {
+    const char* letters = "argb";
+    const char* at = std::strchr(letters, std::tolower(static_cast<unsigned char>(c)));
+    if (!at || c == 0) {
+      throw ToolError(std::string(option) + " wants letters of argb, such as rgb; got '" + text + "'");
+    }
+    channels |= 1 << (at - letters);
+  }
+  if (!channels) throw ToolError(std::string(option) + " wants at least one of a, r, g, b");
+  return channels;
 }
 
 }  // namespace rxtool

@@ -22,4 +22,9 @@ int32_t parse_choice(const std::string& value, const char* what, std::initialize
 // "X,Y" as two integers; option names the option in the message.
 std::pair<int32_t, int32_t> parse_position(const std::string& text, const char* option);
 
+// A set of channels written with the letters a, r, g, b ("argb", "rgb",
+// "a"), as the blurs and the convolution take them (alpha 1, red 2, green
+// 4, blue 8); throws for other letters or an empty set.
+int32_t parse_channels(const std::string& text, const char* option);
+
 }  // namespace rxtool

@@ -12,7 +12,7 @@ void add_subcommands(CLI::App& app, const Console& console) {
 }
 
 int run(int argc, const char* const* argv, const Console& console) {
-  CLI::App app{"rx: composite, convert and inspect images with the RX pixel library.\n"
+  CLI::App app{"rx: composite, blur, convolve, convert and inspect images with the RX pixel library.\n"
                "8-bit files load into 8-bit worlds, 16-bit files into 16-bit worlds (0..65535 scaled to\n"
                "0..32768), other files into float worlds; files without alpha get an opaque one."};
   app.require_subcommand(1);

@@ -23,5 +23,7 @@
 #include "RX_Draw.h"
 #include "RX_GuessAlpha.h"
 #include "RX_Wireframe.h"
+#include "RX_Blur.h"
+#include "RX_Convolve.h"
 
 #endif

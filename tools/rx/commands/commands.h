@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -20,6 +21,8 @@
   X(info)                      \
   X(modes)                     \
   X(outline)                   \
+  X(blur)                      \
+  X(convolve)                  \
   X(demo)
 
 namespace rxtool {
@@ -80,6 +83,29 @@ struct OutlineOptions {
 };
 // Draws the wireframe of the layer's alpha and writes it; gives the point count.
 int32_t outline(const OutlineOptions& options);
+
+struct BlurOptions {
+  std::string input, output;
+  std::string radius = "2";           // "R", or "RX,RY" (0 leaves that axis alone)
+  std::string kind = "gaussian";      // gaussian or box
+  int32_t passes = 3;                 // box passes; 3 approach a Gaussian
+  std::string channels = "argb";      // any of a, r, g, b
+  bool renormalize = false;           // what lies beyond the picture counts as absent
+  bool premultiplied = false;         // files hold premultiplied colour
+};
+// Blurs rows, then columns reading what the rows wrote.
+void blur(const BlurOptions& options);
+
+struct ConvolveOptions {
+  std::string input, output;
+  std::string kernel;                 // a file of integers, or sharpen, edge, emboss
+  std::optional<double> gaussian;     // a bell kernel of this radius instead
+  std::string channels = "rgb";       // any of a, r, g, b; the others are kept
+  bool normalize = false;             // divide by the kernel's sum (named kernels always do)
+  bool no_clamp = false;
+  bool premultiplied = false;
+};
+void convolve(const ConvolveOptions& options);
 
 // Makes pictures in dir, runs every subcommand on them, one line each.
 void demo(const std::string& dir, std::ostream& out);

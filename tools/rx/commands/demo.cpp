@@ -1,11 +1,14 @@
 // rx demo: makes its own pictures (a gradient background, soft-edged
 // shapes on a transparent layer, a luminance matte), runs every
-// subcommand on them and writes the results, one line each.
+// subcommand on them and writes the results, one line each: among them a
+// drop shadow (a blurred copy of the layer under the sharp one) and an
+// edge detection.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "alpha_guess.h"
@@ -169,6 +172,56 @@ void demo(const std::string& dir, std::ostream& out) {
     points = outline(o);
   });
   line(out, "rx outline layer.png: wireframe points", "   " + std::to_string(points));
+
+  // A drop shadow: the layer's alpha in black, blurred, laid down offset
+  // and faint, and the sharp layer over it.
+  const std::string shadow_source = at("shadow-source.png"), shadow = at("shadow.png");
+  step(out, "made the layer's shadow (its alpha, in black)", shadow_source, [&] {
+    Picture p = load_picture(layer, false);
+    for (int32_t y = 0; y < p.height(); ++y) {
+      RX_Pixel8* row = p.row<RX_Pixel8>(y);
+      for (int32_t x = 0; x < p.width(); ++x) row[x] = {row[x].alpha, 0, 0, 0};
+    }
+    save_picture(p, shadow_source, false);
+  });
+  step(out, "rx blur shadow-source.png --radius 10", shadow, [&] {
+    BlurOptions o;
+    o.input = shadow_source;
+    o.output = shadow;
+    o.radius = "10";
+    blur(o);
+  });
+  const std::string shadowed = at("shadowed-background.png"), drop_shadow = at("drop-shadow.png");
+  step(out, "rx composite shadow.png --opacity 0.7", shadowed, [&] {
+    CompositeOptions o;
+    o.background = background;
+    o.layer = shadow;
+    o.output = shadowed;
+    o.opacity = 0.7f;
+    o.at_x = 134;
+    o.at_y = 76;
+    composite(o);
+  });
+  CompositeOptions sharp;
+  sharp.background = shadowed;
+  composite_step("layer.png over the shadow", "drop-shadow.png", sharp);
+
+  // Edges: a Laplacian four times over, from a kernel file; its sum is 0,
+  // so the normalized result is the raw sum.
+  const std::string kernel = at("edges.txt"), edges = at("edges.png");
+  {
+    std::ofstream file(kernel);
+    file << "# a Laplacian, four times over\n-4 -4 -4\n-4 32 -4\n-4 -4 -4\n";
+    if (!file) throw ToolError("cannot write " + kernel);
+  }
+  step(out, "rx convolve --kernel edges.txt --normalize", edges, [&] {
+    ConvolveOptions o;
+    o.input = drop_shadow;
+    o.output = edges;
+    o.kernel = kernel;
+    o.normalize = true;
+    convolve(o);
+  });
 }
 
 void add_demo(CLI::App& app, const Console& console) {

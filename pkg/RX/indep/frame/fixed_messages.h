@@ -66,6 +66,9 @@ inline constexpr char kBadParameterGetPixelDataFloat[] =
 inline constexpr char kReallocScratchDepth[] = "Unexpected bitdepth in RXp_ReallocScratch()";
 inline constexpr char kInvalidSizeKey[] =
     "$$$/ZQ/RX/RX_WorldX/Constructor/InvalidSizeError=invalid image buffer size (^L1x^L2).";
+inline constexpr char kConvolveDepthsDiffer[] =
+    "RX_Convolve requires source and dst worlds to be same depth";
+inline constexpr char kBlurUntestedSSE2[] = "untested SSE2 codepath in blur";
 
 // Compositing: the transfer rectangle, the linear rows, the pipeline.
 inline constexpr char kTransferDepthsDiffer[] = "RX_TransferRect requires src and dst worlds to have same bit depth";

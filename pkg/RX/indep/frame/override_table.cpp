@@ -74,6 +74,7 @@ void fill_override_table() {
   put(RX_Slot_OpenDestination, RX_OpenDestination_S);
   put(RX_Slot_CloseDestination, RX_CloseDestination_S);
   fill_sampling_slots();
+  fill_filter_slots();
   put_row_lookups<RX_Pixel8>(RX_Slot_InnerBlendingPlain8);
   put_row_lookups<RX_Pixel16>(RX_Slot_InnerBlendingPlain16);
   put_row_lookups<RX_PixelFloat>(RX_Slot_InnerBlendingPlainFloat);

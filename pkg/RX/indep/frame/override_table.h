@@ -3,6 +3,8 @@
 // the casts live in one place.
 #pragma once
 
+#include "RX_Blur.h"
+#include "RX_Convolve.h"
 #include "RX_Frame.h"
 #include "RX_Iterate.h"
 #include "RX_Premul.h"
@@ -21,6 +23,7 @@ template <> struct SlotSignature<RX_Slot_IterateGeneric> { using type = decltype
 template <> struct SlotSignature<RX_Slot_PremulRect> { using type = decltype(&RX_PremulRect); };
 template <> struct SlotSignature<RX_Slot_TransferRect> { using type = decltype(&RX_TransferRect); };
 template <> struct SlotSignature<RX_Slot_TransferRectCore> { using type = decltype(&RX_TransferRectPlus); };
+template <> struct SlotSignature<RX_Slot_Convolve> { using type = RX_ConvolveFunc; };
 template <> struct SlotSignature<RX_Slot_PremulScanBlack8> { using type = RX_PremulScan8; };
 template <> struct SlotSignature<RX_Slot_UnmultScanBlack8> { using type = RX_PremulScan8; };
 template <> struct SlotSignature<RX_Slot_PremulScanBlack16> { using type = RX_PremulScan16; };
@@ -40,6 +43,9 @@ template <RX_Slot S>
 void install(SlotFunc<S> func) {
   RXp_G_OverFuncs[S] = reinterpret_cast<RX_OverFunc>(func);
 }
+
+// The filters' slots: the obsolete fast blurs and the convolution.
+void fill_filter_slots();
 
 // Writes every slot's default, then the processor variants the CPU data
 // selects. Slots whose functions the package does not have stay null.

@@ -27,7 +27,10 @@
   X(summed_area_table)         \
   X(byte_run_mattes)           \
   X(matte_to_colour)           \
-  X(blend_rows8)
+  X(blend_rows8)               \
+  X(convolve)                  \
+  X(gaussian_blur)             \
+  X(box_blur)
 
 namespace rx {
 
