@@ -100,4 +100,12 @@ HOST_API int32_t GE_RoundDouble(double x);
 
 HOST_END_C
 
+#ifdef __cplusplus
+/* A two-component vector of the geometry library (x, y). */
+template <class T>
+struct GE_Vector2T {
+  T x, y;
+};
+#endif
+
 #endif

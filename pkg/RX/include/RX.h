@@ -25,5 +25,7 @@
 #include "RX_Wireframe.h"
 #include "RX_Blur.h"
 #include "RX_Convolve.h"
+#include "RX_UnoBuffer.h"
+#include "RX_LazyTiles.h"
 
 #endif

@@ -11,6 +11,7 @@
 #include "RX_EffectWorlds.h"
 #include "RX_Sampling.h"
 #include "frame/variants.h"
+#include "masks/mask_slots.h"
 
 RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
 
@@ -75,6 +76,7 @@ void fill_override_table() {
   put(RX_Slot_CloseDestination, RX_CloseDestination_S);
   fill_sampling_slots();
   fill_filter_slots();
+  install_mask_slots();
   put_row_lookups<RX_Pixel8>(RX_Slot_InnerBlendingPlain8);
   put_row_lookups<RX_Pixel16>(RX_Slot_InnerBlendingPlain16);
   put_row_lookups<RX_PixelFloat>(RX_Slot_InnerBlendingPlainFloat);
