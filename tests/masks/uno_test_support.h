@@ -55,16 +55,18 @@ inline void randomise(RX_UnoBuffer* b, std::mt19937& rng, bool wide = false) {
   }
 }
 
-// Values at the extremes come often, so that the exact ends are tested.
+// Values at the ends and at the halves come often, so that the exact ends
+// and the ties of the rounding are tested (16384 x 1 is a tie at 16 bits).
 inline void randomise_with_ends(RX_UnoBuffer* b, std::mt19937& rng) {
   randomise(b, rng);
+  static const uint8_t special8[] = {0, 255, 128, 1, 127, 2};
+  static const uint16_t special16[] = {0, 32768, 16384, 1, 2, 32767, 3, 8192};
   const size_t n = size_t(b->width) * size_t(b->height);
-  std::uniform_int_distribution<int> pick(0, 7);
+  std::uniform_int_distribution<int> pick(0, 15);
   for (size_t i = 0; i < n; ++i) {
     const int p = pick(rng);
-    if (p > 1) continue;
-    if (b->depth == 8) values<uint8_t>(b)[i] = p ? 255 : 0;
-    if (b->depth == 16) values<uint16_t>(b)[i] = p ? 32768 : 0;
+    if (b->depth == 8 && p < 6) values<uint8_t>(b)[i] = special8[p];
+    if (b->depth == 16 && p < 8) values<uint16_t>(b)[i] = special16[p];
   }
 }
 
