@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "uno_test_support.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -57,7 +58,7 @@ struct NoiseReader {
 // eight values takes one step of all four.
 struct LaneNoise {
   uint32_t lane[4];
-  uint32_t values[8];
+  uint32_t values[8] = {};
   int used = 8;
   explicit LaneNoise(uint32_t w) : lane{w, w + 1, w, w + 1} {}
   int next() {
@@ -389,7 +390,8 @@ TEST_F(MaskTest, OpacityOfOneWithLimitOneIsThePlainForm) {
 
 void check_dither_form(int vector) {
   std::mt19937 rng(106 + vector);
-  const RX_UnoModeRow8 row = RXp_UnoDitheredScreenRowForm(vector);
+  using Row = void (*)(int32_t, const uint8_t*, uint8_t*);
+  const Row row = rxtest::form<Row>("uno_mode_rows.dithered_screen8", vector != 0);
   ASSERT_NE(row, nullptr);
   for (int count = 0; count < 70; ++count) {
     std::vector<uint8_t> src(size_t(count) + 1), dst(size_t(count) + 1);
@@ -425,7 +427,8 @@ TEST_F(MaskTest, DitheredScreenWrapsAtTheEndOfTheTable) {
     DitherNoise noise(vector != 0);
     std::vector<uint8_t> expected(dst);
     for (int i = 0; i < 10; ++i) expected[size_t(i)] = uint8_t(screen8(40, 90, noise.next(0)));
-    RXp_UnoDitheredScreenRowForm(vector)(10, src.data(), dst.data());
+    using Row = void (*)(int32_t, const uint8_t*, uint8_t*);
+    rxtest::form<Row>("uno_mode_rows.dithered_screen8", vector != 0)(10, src.data(), dst.data());
     EXPECT_EQ(dst, expected);
     EXPECT_EQ(RXp_G_DitherTable.cursor, RXp_G_DitherTable.start + (vector ? length - 2 : 7));
   }

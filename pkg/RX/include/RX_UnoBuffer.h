@@ -152,15 +152,40 @@ RX_API void RX_MergeMaskRow8IntoFloat_S(int32_t count, const uint8_t* mask,
 RX_API void RX_MergeMaskRow16IntoFloat_S(int32_t count, const uint16_t* mask,
                                          RX_PixelFloat* pixels);
 
-/* A row of an uno mode: count source values combined into dst. */
-typedef void (*RX_UnoModeRow8)(int32_t count, const uint8_t* src, uint8_t* dst);
-
-/* The dithered Screen row of 8 bits in its plain form
-   (vector 0: the dither cursor steps once a value) or its SSE2 form
-   (vector 1: once a row, seeding a vector generator); birth puts the SSE2
-   form into the 8-bit mode table when the processor has SSE2. For modules
-   that want to call a form directly, and for tests. */
-RX_API RX_UnoModeRow8 RXp_UnoDitheredScreenRowForm(int32_t vector);
+/* ---- blur scans ----
+   Blur one contiguous line of width values in place so that columns
+   left .. right - 1 come out right; radius is 16.16 fixed point. kind 0
+   and other values pick a cheap box, kind 1 a Gaussian kernel; the Box
+   scans turn large radii into repeated boxes (one pass for kind 0, three
+   for others). Columns around the range, within the margins, are written
+   too. scratch is the caller's, a copy of the line with margins: width +
+   4 * ceil(radius / 65536) + 4 values suffice for every kind. A radius of
+   0 or less, or a range that is empty once cut to the line, returns 0
+   with the line unchanged. The kernel comes from RX_GaussianKernel
+   through RX_GetCallbackAddr and is kept in the package's one kernel
+   cache until another radius is asked for; results: 0, 4 when the kernel
+   cannot be had, or the kernel callback's error (the line unchanged). */
+RX_API RX_Err RX_BoxBlurUnoScan(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                int32_t radius, uint8_t* scratch, uint8_t* line);
+RX_API RX_Err RX_GBlurUnoScan(int32_t kind, int32_t width, int32_t left, int32_t right,
+                              int32_t radius, uint8_t* scratch, uint8_t* line);
+RX_API RX_Err RX_BoxBlurDeepUnoScan(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                    int32_t radius, uint16_t* scratch, uint16_t* line);
+RX_API RX_Err RX_GBlurDeepUnoScan(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                  int32_t radius, uint16_t* scratch, uint16_t* line);
+/* The defaults behind slots 54, 88 (and 82), 92 and 89. */
+RX_API RX_Err RX_BoxBlurUnoScan_S(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                  int32_t radius, uint8_t* scratch, uint8_t* line);
+RX_API RX_Err RX_GBlurUnoScan_S(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                int32_t radius, uint8_t* scratch, uint8_t* line);
+RX_API RX_Err RX_BoxBlurDeepUnoScan_S(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                      int32_t radius, uint16_t* scratch, uint16_t* line);
+RX_API RX_Err RX_GBlurDeepUnoScan_S(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                    int32_t radius, uint16_t* scratch, uint16_t* line);
+typedef RX_Err (*RX_UnoBlurScan8)(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                  int32_t radius, uint8_t* scratch, uint8_t* line);
+typedef RX_Err (*RX_UnoBlurScan16)(int32_t kind, int32_t width, int32_t left, int32_t right,
+                                   int32_t radius, uint16_t* scratch, uint16_t* line);
 
 RX_END_C
 

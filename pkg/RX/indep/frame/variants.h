@@ -30,7 +30,8 @@
   X(blend_rows8)               \
   X(convolve)                  \
   X(gaussian_blur)             \
-  X(box_blur)
+  X(box_blur)                  \
+  X(uno_mode_rows)
 
 namespace rx {
 

@@ -1,12 +1,10 @@
-// Installs the defaults of the mask slots. The dithered Screen of 8 bits is
-// not a slot but a row of the 8-bit mode table; its form is chosen here too,
-// at birth, never inside a loop.
+// Installs the defaults of the mask slots. (The dithered Screen of 8 bits is
+// not a slot but a row of the 8-bit mode table; its form is the variant
+// registry's to choose.)
 #include "masks/mask_slots.h"
 
 #include "RX_Frame.h"
 #include "RX_UnoBuffer.h"
-#include "frame/cpu_features.h"
-#include "masks/uno_mode_rows.h"
 
 namespace rx {
 namespace {
@@ -27,7 +25,6 @@ void install_mask_slots() {
   put(RX_Slot_MaskTransferScan8To8, RX_UnoTransferRow8_S);
   put(RX_Slot_MaskTransferScanDeepToDeep, RX_UnoTransferRow16_S);
   put(RX_Slot_MaskTransferScan8ToDeep, RX_UnoAddRow8To16_S);
-  uno::select_dithered_screen_row8(has_sse2());
 }
 
 }  // namespace rx

@@ -1,10 +1,10 @@
-// The mask slots of the override table: merge, transfer and Add rows, the
-// blur scans, and the dithered row that birth picks for the processor.
+// The mask slots of the override table: merge, transfer and Add rows, and
+// the blur scans.
 #pragma once
 
 namespace rx {
 
-// Writes the defaults of the mask slots, with the SSE2 dither where usable.
+// Writes the defaults of the mask slots.
 void install_mask_slots();
 
 }  // namespace rx

@@ -66,14 +66,14 @@ constexpr std::array<Row, kModeCount> make_table(std::index_sequence<I...>) {
 const auto kTable8 = make_table<Uno8, Row8>(std::make_index_sequence<kModeCount>{});
 const auto kTable16 = make_table<Uno16, Row16>(std::make_index_sequence<kModeCount>{});
 
-Row8 g_dithered_row8 = dithered_screen_row8;
+ChosenForm<void(int32_t, const uint8_t*, uint8_t*)> g_dithered_row8(dithered_screen_row8);
 
 int32_t noise_byte(uint32_t word) { return int32_t(word & 0xff); }
 
 }  // namespace
 
 Row8 mode_row8(int32_t mode) {
-  if (mode == RX_UnoMode_DitheredScreen) return g_dithered_row8;
+  if (mode == RX_UnoMode_DitheredScreen) return g_dithered_row8.get();
   if (mode < RX_UnoMode_Screen || mode > RX_UnoMode_Add) return kTable8[RX_UnoMode_Screen - kFirstMode];
   return kTable8[mode - kFirstMode];
 }
@@ -89,14 +89,6 @@ void dithered_screen_row8(int32_t count, const uint8_t* src, uint8_t* dst) {
     const int32_t p = (kWhite8 - src[i]) * (kWhite8 - dst[i]) + noise_byte(cursor.next());
     dst[i] = uint8_t(kWhite8 - ((p + (p >> 8)) >> 8));
   }
-}
-
-void select_dithered_screen_row8(bool sse2) {
-  g_dithered_row8 = sse2 ? dithered_screen_row8_sse2 : dithered_screen_row8;
-}
-
-Row8 dithered_screen_row8_form(int32_t vector) {
-  return vector ? dithered_screen_row8_sse2 : dithered_screen_row8;
 }
 
 void opacity_row8(int32_t count, const uint8_t* src, uint8_t* dst, int32_t mode, uint16_t opacity,
@@ -145,9 +137,17 @@ template void opacity_row16<uint16_t>(int32_t, const uint16_t*, uint16_t*, int32
 
 }  // namespace rx::uno
 
-RX_UnoModeRow8 RXp_UnoDitheredScreenRowForm(int32_t vector) {
-  return rx::uno::dithered_screen_row8_form(vector);
+namespace rx {
+
+VariantList uno_mode_rows_variants() {
+  static const Variant list[] = {
+      {"uno_mode_rows.dithered_screen8", uno::g_dithered_row8.place(), as_form(&uno::dithered_screen_row8),
+       as_form(&uno::dithered_screen_row8_sse2), kNeedsSSE2},
+  };
+  return list;
 }
+
+}  // namespace rx
 
 void RX_UnoAddRow8To16_S(int32_t count, const uint8_t* src, uint16_t* dst) {
   // Unclamped: 65535 + 1 wraps to 0.

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "RX_UnoBuffer.h"
+#include "frame/variants.h"
 
 namespace rx::uno {
 
@@ -33,11 +34,9 @@ struct DitherLanes {
   static constexpr uint32_t kIncrement[4] = {2531011u, 10395331u, 13737667u, 1u};
 };
 
-// Birth picks the dithered row of the 8-bit table: the SSE2 form when the
+// The dithered row of the 8-bit table is the registry's entry
+// "uno_mode_rows.dithered_screen8": birth puts the SSE2 form there when the
 // processor has it.
-void select_dithered_screen_row8(bool sse2);
-// The forms, for modules and tests: 0 plain, 1 SSE2.
-Row8 dithered_screen_row8_form(int32_t vector);
 
 // Rows with opacity o and opacity limit at the source's white, c the
 // source scaled by o: Screen (and at 8 bits its dithered form) rises
