@@ -57,10 +57,14 @@ struct NoiseReader {
 // The SSE2 row's noise: the row's word seeds four lanes, each unit of
 // eight values takes one step of all four.
 struct LaneNoise {
-  uint32_t lane[4];
+  uint32_t lane[4] = {};
   uint32_t values[8] = {};
   int used = 8;
-  explicit LaneNoise(uint32_t w) : lane{w, w + 1, w, w + 1} {}
+  void seed(uint32_t w) {
+    lane[0] = lane[2] = w;
+    lane[1] = lane[3] = w + 1;
+    used = 8;
+  }
   int next() {
     static const uint32_t mul[4] = {214013u, 17405u, 214013u, 69069u};
     static const uint32_t inc[4] = {2531011u, 10395331u, 13737667u, 1u};
@@ -164,16 +168,16 @@ class DitherNoise {
   int next(int row) {
     if (!vector_) return int(table_.next() & 0xff);
     if (row != row_) {
-      lanes_.emplace(table_.next());
+      lanes_.seed(table_.next());
       row_ = row;
     }
-    return lanes_->next();
+    return lanes_.next();
   }
 
  private:
   bool vector_;
   NoiseReader table_;
-  std::optional<LaneNoise> lanes_;
+  LaneNoise lanes_;
   int row_ = -1;
 };
 
