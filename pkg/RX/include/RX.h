@@ -27,5 +27,6 @@
 #include "RX_Convolve.h"
 #include "RX_UnoBuffer.h"
 #include "RX_LazyTiles.h"
+#include "RX_CallbackAddr.h"
 
 #endif

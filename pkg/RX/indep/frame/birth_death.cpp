@@ -16,6 +16,7 @@
 #include "frame/exception_boundary.h"
 #include "frame/override_table.h"
 #include "frame/process_tables.h"
+#include "masks/uno_kernel_cache.h"
 
 namespace {
 
@@ -83,6 +84,7 @@ RX_Err RX_Death(void) {
   const RX_Err result = tables_err ? tables_err : modules_err;
 
   RXp_FreeBlendScratch();
+  rx::uno::release_kernel_cache();  // the uno blur scans' kernel, kept between calls
   RX_DisposeMotionBlurScratch();
   // The colour caches are released here, and only after a clean death so
   // far, once colour settings exist; the package holds none yet.

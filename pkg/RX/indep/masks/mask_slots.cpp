@@ -25,6 +25,13 @@ void install_mask_slots() {
   put(RX_Slot_MaskTransferScan8To8, RX_UnoTransferRow8_S);
   put(RX_Slot_MaskTransferScanDeepToDeep, RX_UnoTransferRow16_S);
   put(RX_Slot_MaskTransferScan8ToDeep, RX_UnoAddRow8To16_S);
+  // The blur scans: the 8-bit pair (Box 54, G 88) and the deep pair (Box
+  // 92, G 89); slot 82 holds the 8-bit G scan too.
+  put(RX_Slot_MaskBoxBlurScan8, RX_BoxBlurUnoScan_S);
+  put(RX_Slot_MaskBlurScan8Pair, RX_GBlurUnoScan_S);
+  put(RX_Slot_MaskBlurScan, RX_GBlurUnoScan_S);
+  put(RX_Slot_MaskBoxBlurScanDeep, RX_BoxBlurDeepUnoScan_S);
+  put(RX_Slot_MaskBlurScanDeepPair, RX_GBlurDeepUnoScan_S);
 }
 
 }  // namespace rx
