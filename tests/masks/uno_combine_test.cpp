@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "uno_test_support.h"
+#include "cpu_words.h"
 #include "variant_forms.h"
 
 namespace {
@@ -461,32 +462,23 @@ TEST_F(MaskTest, DitherWithoutNoiseIsScreen) {
 
 // Birth picks the dithered row for the processor: with SSE2 cleared, the
 // plain form is installed.
-class DitherForms : public ::testing::Test {
- protected:
-  void TearDown() override {
-    EXPECT_EQ(RX_Death(), RX_Result_OK);
-    RXHost_ResetCpuWords();
-  }
-};
+class DitherForms : public rxtest::BornDuringTest {};
 
 TEST_F(DitherForms, BirthWithoutSSE2InstallsThePlainRow) {
-  for (int sse2 : {0, 1}) {
-    RXHost_SetCpuWord(2, uint32_t(sse2));
-    ASSERT_EQ(RX_Birth(), RX_Result_OK);
+  for (bool sse2 : {false, true}) {
+    born({{rxtest::kCpuWordSSE2, sse2}});
     Buffer src = make(13, 3, 8), dst = make(13, 3, 8);
     std::mt19937 rng(108);
     randomise(src.get(), rng);
     randomise(dst.get(), rng);
-    DitherNoise noise(sse2 != 0);
+    DitherNoise noise(sse2);
     const auto expected = expected_after<uint8_t>(src.get(), dst.get(), Placement{0, 0, {0, 0, 13, 3}}, false,
                                                   [&](int sx, int sy, uint8_t d) {
                                                     return uint8_t(screen8(at<uint8_t>(src.get(), sx, sy), d, noise.next(sy)));
                                                   });
     ASSERT_EQ(RX_AccumulateUnoBuffers(nullptr, src.get(), -1, GE_LRect{0, 0, 13, 3}, dst.get()), RX_Result_OK);
     EXPECT_EQ(snapshot<uint8_t>(dst.get()), expected) << sse2;
-    if (sse2 == 0) {
-      EXPECT_EQ(RX_Death(), RX_Result_OK);
-    }
+    die();
   }
 }
 
