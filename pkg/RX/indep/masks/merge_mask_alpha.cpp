@@ -12,6 +12,7 @@
 #include "frame/fixed_messages.h"
 #include "frame/reports.h"
 #include "masks/uno_areas.h"
+#include "worlds/depth_arith.h"
 #include "worlds/value_conversions.h"
 
 namespace {
@@ -114,7 +115,7 @@ void RX_MergeMaskRow8Into8_S(int32_t count, const uint8_t* mask, RX_Pixel8* pixe
   for (int32_t i = 0; i < count; ++i) {
     const int32_t m = mask[i];
     if (m == kWhite8) continue;
-    pixels[i].alpha = m == 0 ? 0 : uint8_t(rnd8(pixels[i].alpha * m));
+    pixels[i].alpha = m == 0 ? 0 : uint8_t(rx::m255(uint32_t(pixels[i].alpha) * uint32_t(m)));
   }
 }
 

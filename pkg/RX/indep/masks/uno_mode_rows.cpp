@@ -10,22 +10,19 @@
 #include <utility>
 
 #include "masks/uno_access.h"
+#include "worlds/depth_arith.h"
 #include "worlds/value_conversions.h"
 
 namespace rx::uno {
 namespace {
 
-struct Uno8 {
+// A value of the buffer and the depth's multiply, the package's one.
+struct Uno8 : DepthArith<RX_Pixel8> {
   using V = uint8_t;
-  static constexpr int32_t white = kWhite8;
-  static int32_t mul(int32_t a, int32_t b) { return int32_t(rnd8(a * b)); }
 };
 
-struct Uno16 {
+struct Uno16 : DepthArith<RX_Pixel16> {
   using V = uint16_t;
-  static constexpr int32_t white = kWhite16;
-  // Products of 16-bit values with white or less stay inside 31 bits.
-  static int32_t mul(int32_t a, int32_t b) { return (a * b + 16383) >> 15; }
 };
 
 template <class D, int Mode>
