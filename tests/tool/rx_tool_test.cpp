@@ -248,10 +248,14 @@ TEST_F(RxTool, DemoWritesEveryResult) {
   for (const char* name : {"over.png", "multiply.png", "screen-luma-matte.png", "dissolve.png", "hue-linear.tif",
                            "difference-even.exr", "background-16.tif", "background.exr", "dithered.png",
                            "layer-on-white.png", "over-auto-alpha.png", "outline.png", "shadow.png",
-                           "drop-shadow.png", "edges.png"}) {
+                           "drop-shadow.png", "edges.png", "large-matte.png", "feathered-matte.png",
+                           "feathered-alpha.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 25);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 29);
+  // Only the tiles of the large matte under the layer (and the feather's
+  // margin) are read.
+  EXPECT_NE(run.out.find("tiles of the matte made (64 x 64)               28 of 192\n"), std::string::npos) << run.out;
   EXPECT_NE(run.out.find("layer-on-white.png: guessed alpha         premultiplied against white\n"), std::string::npos)
       << run.out;
 }

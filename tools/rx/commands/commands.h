@@ -15,6 +15,8 @@
 #include <ostream>
 #include <string>
 
+#include "feather.h"
+
 #define RX_TOOL_SUBCOMMANDS(X) \
   X(composite)                 \
   X(convert)                   \
@@ -59,6 +61,10 @@ struct CompositeOptions {
   // its matte colour.
   std::string alpha;
   std::ostream* verbose = nullptr;    // where the choices made are told, or none
+  // Feather radius in pixels, 0 for none: the matte's coverage (or the
+  // layer's alpha) blurred and merged into the layer's alpha first.
+  double feather = 0.0;
+  FeatherTiles* feather_tiles = nullptr;  // where the matte's tiles made are told, or none
 };
 void composite(const CompositeOptions& options);
 

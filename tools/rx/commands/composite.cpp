@@ -1,12 +1,16 @@
 // rx composite: lays a layer over a background through a transfer mode
 // (RX_TransferRect), with opacity, position, track matte, fields,
 // keep-alpha, dissolve seed and linear light, and writes the background.
-// --alpha says how the layer's colour is taken, or lets the package guess.
+// --alpha says how the layer's colour is taken, or lets the package guess;
+// --feather blurs the matte's coverage (or the layer's alpha) into the
+// layer's alpha first.
+#include <cmath>
 #include <memory>
 #include <ostream>
 
 #include "alpha_guess.h"
 #include "commands.h"
+#include "feather.h"
 #include "gamma_tables.h"
 #include "interrupts.h"
 #include "option_values.h"
@@ -16,6 +20,8 @@
 
 namespace rxtool {
 namespace {
+
+constexpr double kMaxFeather = 1000.0;
 
 // The layer as straight colour, taken as --alpha says.
 Picture load_layer(const CompositeOptions& o) {
@@ -54,17 +60,28 @@ void composite(const CompositeOptions& o) {
   const int32_t matte_kind =
       parse_choice(o.matte_kind, "matte kind", {"alpha", "alpha-inverted", "luma", "luma-inverted"});
   if (!(o.opacity >= 0.0f && o.opacity <= 1.0f)) throw ToolError("opacity must lie between 0 and 1");
+  if (!(o.feather >= 0.0 && o.feather <= kMaxFeather)) {
+    throw ToolError("feather radius must lie between 0 and " + std::to_string(int(kMaxFeather)) + " pixels");
+  }
 
   Picture background = load_picture(o.background, o.premultiplied);
   const int32_t depth = o.depth ? o.depth : background.depth();
   background = to_depth(background, depth, false);
-  const Picture layer = to_depth(load_layer(o), depth, false);
+  Picture layer = to_depth(load_layer(o), depth, false);
 
   RX_MaskWorld mask{};
   std::unique_ptr<Picture> matte;
   if (!o.matte.empty()) {
     matte = std::make_unique<Picture>(to_depth(load_picture(o.matte, false), depth, false));
     mask = {*matte->def(), o.at_x, o.at_y, matte_kind};
+  }
+  if (o.feather > 0.0) {
+    stop_if_interrupted();
+    Progress progress("feather");
+    const FeatherTiles tiles = feather_layer(layer, matte.get(), matte_kind, o.feather, progress.info());
+    if (o.feather_tiles) *o.feather_tiles = tiles;
+    if (o.verbose && matte) *o.verbose << "feather: " << tiles.made << " of " << tiles.total << " tiles of the matte made\n";
+    matte.reset();  // its coverage is in the layer's alpha now
   }
   const RX_LinearBlendingTables tables = gamma_tables(2.2);
   const RX_CompositeModePlus mode(mode_number, o.opacity, nullptr, o.keep_alpha, o.seed);
@@ -99,6 +116,9 @@ void add_composite(CLI::App& app, const Console& console) {
   sub->add_flag("--linear", o->linear, "Blend in linear light (a gamma 2.2 curve)");
   sub->add_option("--depth", o->depth, "Working depth 8, 16 or 32 (default: the background's)")
       ->check(CLI::IsMember({8, 16, 32}));
+  sub->add_option("--feather", o->feather,
+                  "Blur the matte's coverage (without a matte, the layer's alpha) by R pixels with the package's "
+                  "Gaussian and multiply it into the layer's alpha before compositing");
   sub->add_flag("--premultiplied", o->premultiplied,
                 "Files hold premultiplied colour: unmultiply on reading, premultiply on writing");
   sub->add_option("--alpha", o->alpha,

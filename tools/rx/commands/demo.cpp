@@ -68,6 +68,21 @@ Picture make_matte() {
   return p;
 }
 
+// A matte much larger than the layer: soft rings over 1024 x 768, of which
+// a feathered composite reads only the tiles under the layer.
+Picture make_large_matte() {
+  Picture p(1024, 768, 8);
+  for (int32_t y = 0; y < p.height(); ++y) {
+    RX_Pixel8* row = p.row<RX_Pixel8>(y);
+    for (int32_t x = 0; x < p.width(); ++x) {
+      const double d = std::hypot(x - 200.0, y - 120.0);
+      const uint8_t g = byte(0.5 + 0.5 * std::cos(d / 18.0));
+      row[x] = {255, g, g, g};
+    }
+  }
+  return p;
+}
+
 // One line of the summary: the step, padded to a column, and its result.
 void line(std::ostream& out, const std::string& what, const std::string& result) {
   char text[512];
@@ -126,6 +141,19 @@ void demo(const std::string& dir, std::ostream& out) {
   screen.matte = matte;
   screen.matte_kind = "luma";
   composite_step("--mode screen --matte matte.png --matte-kind luma", "screen-luma-matte.png", screen);
+  const std::string large_matte = at("large-matte.png");
+  step(out, "made a 1024 x 768 ring matte", large_matte, [&] { save_picture(make_large_matte(), large_matte, false); });
+  CompositeOptions feathered;
+  feathered.matte = large_matte;
+  feathered.matte_kind = "luma";
+  feathered.feather = 8.0;
+  FeatherTiles tiles;
+  feathered.feather_tiles = &tiles;
+  composite_step("--matte large-matte.png --matte-kind luma --feather 8", "feathered-matte.png", feathered);
+  line(out, "  tiles of the matte made (64 x 64)", "   " + std::to_string(tiles.made) + " of " + std::to_string(tiles.total));
+  CompositeOptions soft;
+  soft.feather = 6.0;
+  composite_step("--feather 6 (the layer's own alpha)", "feathered-alpha.png", soft);
   CompositeOptions dissolve;
   dissolve.mode = "dissolve";
   dissolve.opacity = 0.6f;
