@@ -1,8 +1,10 @@
 // The uno blur scans beside OpenCV, one core: an 8-bit 3840 x 2160 mask
 // buffer blurred by rows and then by columns (each column gathered into a
 // line, scanned and put back), with RX_GBlurUnoScan's Gaussian kernel at
-// radii 2, 10 and 40 and the Box scan's repeated boxes (kind 0, one pass;
-// kind 2, three passes) at radii 2 and 40; OpenCV's GaussianBlur (kernel
+// radii 2, 10 and 40 and the Box scan at radii 2, 10 and 40 for kind 0
+// (one repeated box from radius 2 on) and kind 2 (a simple box at radius
+// 2, three repeated boxes from radius 10 on, whose cost then stays);
+// OpenCV's GaussianBlur (kernel
 // of the same width, sigma of the package's bell curve) and blur (box of
 // 2r + 1) on a single-channel 8-bit image of the same size, with
 // cv::setNumThreads(1). The buffer is restored before every iteration,
@@ -127,8 +129,10 @@ BENCHMARK(BM_UnoScans)
     ->Args({kGaussian, 10})
     ->Args({kGaussian, 40})
     ->Args({kBoxOnePass, 2})
+    ->Args({kBoxOnePass, 10})
     ->Args({kBoxOnePass, 40})
     ->Args({kBoxThreePasses, 2})
+    ->Args({kBoxThreePasses, 10})
     ->Args({kBoxThreePasses, 40})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();

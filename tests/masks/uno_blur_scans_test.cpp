@@ -229,6 +229,25 @@ TEST_F(MaskTest, BoxScanOfSixteenBitsFollowsItsPaths) { check_box_scan<uint16_t>
 TEST_F(MaskTest, GScanOfEightBitsFollowsItsPaths) { check_g_scan<uint8_t>(403); }
 TEST_F(MaskTest, GScanOfSixteenBitsFollowsItsPaths) { check_g_scan<uint16_t>(404); }
 
+// Wide kernels at 16 bits sum in 64 bits, the others in 32: both agree
+// with the reference.
+TEST_F(MaskTest, WideKernelsMatchTheReferenceAtBothDepths) {
+  std::mt19937 rng(405);
+  for (int32_t radius_px : {1, 7, 70, 130}) {
+    const int width = 400;
+    std::vector<uint16_t> deep = random_line<uint16_t>(rng, width), deep_expected = deep;
+    std::vector<uint8_t> line = random_line<uint8_t>(rng, width), expected = line;
+    std::vector<uint16_t> deep_scratch(size_t(width + 4 * radius_px + 8));
+    std::vector<uint8_t> scratch(size_t(width + 4 * radius_px + 8));
+    ASSERT_EQ(RX_GBlurDeepUnoScan(1, width, 30, 350, radius_px * 65536, deep_scratch.data(), deep.data()), 0);
+    reference_kernel(width, 30, 350, cached_weights(), deep_expected);
+    EXPECT_EQ(deep, deep_expected) << radius_px;
+    ASSERT_EQ(RX_GBlurUnoScan(1, width, 30, 350, radius_px * 65536, scratch.data(), line.data()), 0);
+    reference_kernel(width, 30, 350, cached_weights(), expected);
+    EXPECT_EQ(line, expected) << radius_px;
+  }
+}
+
 // ---- the kernel ----
 
 TEST_F(MaskTest, KernelComesFromTheGaussianKernelOfTheRadius) {

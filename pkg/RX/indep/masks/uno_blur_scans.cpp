@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
 
 #include "RX_UnoBuffer.h"
 #include "masks/uno_access.h"
@@ -137,10 +139,21 @@ RX_Err kernel_blur(int32_t width, int32_t left, int32_t right, int32_t radius, V
   }
   const int32_t first = left - span / 2;
   const int32_t out_end = std::min(right + span / 2, width);
+  int64_t largest_weight = 0;
+  for (int32_t j = 0; j < size; ++j) largest_weight = std::max<int64_t>(largest_weight, std::abs(int64_t(kernel[j])));
+  // Sums that cannot leave 32 bits are taken in 32 bits, which the
+  // compiler turns into vector code; others in 64. The same sums either way.
+  const bool narrow = int64_t(size) * largest_weight * std::numeric_limits<V>::max() < int64_t(INT32_MAX) - total;
   for (int32_t out = std::max(first, 0); out < out_end; ++out) {
     const V* window = scratch + (out - first);
     int64_t acc = 0;
-    for (int32_t j = 0; j < size; ++j) acc += int64_t(window[j]) * kernel[j];
+    if (narrow) {
+      int32_t acc32 = 0;
+      for (int32_t j = 0; j < size; ++j) acc32 += int32_t(window[j]) * kernel[j];
+      acc = acc32;
+    } else {
+      for (int32_t j = 0; j < size; ++j) acc += int64_t(window[j]) * kernel[j];
+    }
     line[out] = V((acc + total / 2) / total);
   }
   return RX_Result_OK;
