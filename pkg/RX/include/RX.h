@@ -23,5 +23,7 @@
 #include "RX_Draw.h"
 #include "RX_GuessAlpha.h"
 #include "RX_Wireframe.h"
+#include "RX_Transform.h"
+#include "RX_BlendHelpers.h"
 
 #endif
