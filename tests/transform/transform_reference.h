@@ -11,6 +11,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "rx_test_support.h"
@@ -129,7 +130,7 @@ struct Call {
 };
 
 template <class Px>
-RX_Err run_transform(const Call& call, rxtest::TestWorld<Px>& src, rxtest::TestWorld<Px>* matte,
+RX_Err run_transform(const Call& call, rxtest::TestWorld<Px>& src, rxtest::TestWorld<std::type_identity_t<Px>>* matte,
                      rxtest::TestWorld<Px>& dst, const RX_ProgressInfo* progress = nullptr) {
   RX_MaskWorld mask{};
   if (call.with_matte) mask = {*matte->def(), call.matte_x, call.matte_y, call.matte_kind};
@@ -273,7 +274,8 @@ Cv<Px> matte_value(const Px& p, int32_t kind) {
 // nearest walker instead of calling the nearest sampler. Returns false
 // when the call draws nothing.
 template <class Px>
-bool expected_transform(const Call& call, rxtest::TestWorld<Px>& src, rxtest::TestWorld<Px>* matte,
+bool expected_transform(const Call& call, rxtest::TestWorld<Px>& src,
+                        rxtest::TestWorld<std::type_identity_t<Px>>* matte,
                         rxtest::TestWorld<Px>& dst, bool own_nearest = true) {
   const size_t count = call.matrices.size();
   GE_Matrix3 inv0, fwd0, inv1, fwd1;
