@@ -6,7 +6,7 @@ set -eu
 PACKAGES="build-essential cmake ninja-build pkg-config \
   libgtest-dev libgmock-dev libbenchmark-dev \
   libboost-dev libboost-thread-dev libboost-date-time-dev \
-  libpixman-1-dev libopenimageio-dev libcli11-dev liblcms2-dev"
+  libpixman-1-dev libopencv-dev libopenimageio-dev libcli11-dev liblcms2-dev"
 
 missing=""
 for p in $PACKAGES; do

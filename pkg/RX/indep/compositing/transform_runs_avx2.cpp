@@ -38,12 +38,28 @@ inline __m256d pixel_terms(const RX_Pixel8* p) {
   return _mm256_cvtepi32_pd(_mm_mullo_epi32(alpha, one_rgb));
 }
 
-inline __m256d scaled(__m256d v, int64_t cover) { return _mm256_mul_pd(v, _mm256_set1_pd(double(cover))); }
+// The terms of two neighbouring pixels, read at once.
+inline void pair_terms(const RX_Pixel8* p, __m256d* left, __m256d* right) {
+  const __m256i channels = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+  const __m256i alpha = _mm256_shuffle_epi32(channels, 0);
+  const __m256i one_rgb = _mm256_blend_epi32(channels, _mm256_set1_epi32(1), 0x11);
+  const __m256i terms = _mm256_mullo_epi32(alpha, one_rgb);
+  *left = _mm256_cvtepi32_pd(_mm256_castsi256_si128(terms));
+  *right = _mm256_cvtepi32_pd(_mm256_extracti128_si256(terms, 1));
+}
+
+inline __m256d covered(__m256d terms, __m256d cover) { return _mm256_mul_pd(terms, cover); }
 
 struct AreaBox {
   const RX_LayerDef& src;
   int32_t x_radius, y_radius;
   double area;  // the unclipped box in pixels, as the sampler forms it
+
+  // Whether the box around (x, y) covers any of the source.
+  bool touches(int64_t x, int64_t y) const {
+    return x - x_radius + 0x8000 < (int64_t{src.width} << 16) && x + x_radius + 0x8000 > 0 &&
+           y - y_radius + 0x8000 < (int64_t{src.height} << 16) && y + y_radius + 0x8000 > 0;
+  }
 
   RX_Pixel8 sample(int32_t x, int32_t y) const {
     const int64_t width = int64_t{src.width} << 16, height = int64_t{src.height} << 16;
@@ -53,28 +69,55 @@ struct AreaBox {
     const int64_t bottom = limited(int64_t{y} + y_radius + 0x8000, height);
     if (left >= right || top >= bottom) return RX_Pixel8{};
     const int64_t first = left >> 16, last = (right - 1) >> 16;
-    const int64_t first_cover = lesser(right, (first + 1) << 16) - left;
-    const int64_t last_cover = right - (last << 16);
+    const __m256d first_cover = _mm256_set1_pd(double(lesser(right, (first + 1) << 16) - left));
+    const __m256d last_cover = _mm256_set1_pd(double(right - (last << 16)));
+    const __m256d whole_cover = _mm256_set1_pd(65536.0);
     __m256d sums = _mm256_setzero_pd();
-    for (int64_t row = top >> 16; (row << 16) < bottom; ++row) {
-      const int64_t row_cover = lesser(bottom, (row + 1) << 16) - greater(top, row << 16);
-      const auto* p = reinterpret_cast<const RX_Pixel8*>(static_cast<const char*>(src.data) +
-                                                         intptr_t(row) * src.row_stride);
-      __m256d row_sums = scaled(pixel_terms(p + first), first_cover);
-      if (last != first) {
-        for (int64_t i = first + 1; i < last; ++i) row_sums = _mm256_add_pd(row_sums, scaled(pixel_terms(p + i), 0x10000));
-        row_sums = _mm256_add_pd(row_sums, scaled(pixel_terms(p + last), last_cover));
+    const int64_t first_row = top >> 16;
+    const char* row_bytes = static_cast<const char*>(src.data) + intptr_t(first_row) * src.row_stride;
+    for (int64_t row = first_row; (row << 16) < bottom; ++row, row_bytes += src.row_stride) {
+      const double row_cover = double(lesser(bottom, (row + 1) << 16) - greater(top, row << 16));
+      const auto* p = reinterpret_cast<const RX_Pixel8*>(row_bytes) + first;
+      __m256d row_sums;
+      if (last == first) {
+        row_sums = covered(pixel_terms(p), first_cover);
+      } else {
+        // The first pixel with the second (whole when a last one follows).
+        __m256d a, b;
+        pair_terms(p, &a, &b);
+        const int64_t columns = last - first + 1;
+        row_sums = _mm256_add_pd(covered(a, first_cover), covered(b, columns == 2 ? last_cover : whole_cover));
+        int64_t i = 2;
+        for (; i + 2 < columns; i += 2) {
+          pair_terms(p + i, &a, &b);
+          row_sums = _mm256_add_pd(row_sums, _mm256_add_pd(covered(a, whole_cover), covered(b, whole_cover)));
+        }
+        for (; i + 1 < columns; ++i) row_sums = _mm256_add_pd(row_sums, covered(pixel_terms(p + i), whole_cover));
+        if (i < columns) row_sums = _mm256_add_pd(row_sums, covered(pixel_terms(p + i), last_cover));
       }
-      sums = _mm256_add_pd(sums, scaled(row_sums, row_cover));
+      sums = _mm256_add_pd(sums, covered(row_sums, _mm256_set1_pd(row_cover)));
     }
-    alignas(32) double s[4];
-    _mm256_store_pd(s, sums);
-    const double alpha_sum = s[0] * kCoverUnit;
-    if (alpha_sum == 0.0) return RX_Pixel8{};
-    const auto alpha = uint8_t(lesser(255.0, alpha_sum * 0.25 / area));
-    if (alpha == 0) return RX_Pixel8{};
-    auto colour = [&](double sum) { return uint8_t(lesser(255.0, sum * kCoverUnit / alpha_sum + 0.5)); };
-    return RX_Pixel8{alpha, colour(s[1]), colour(s[2]), colour(s[3])};
+    // The sampler's ends, four lanes at once: alpha = S × 0.25 / area and
+    // colours = (sum / S) + 0.5, each limited to 255 and truncated. Every
+    // lane divides as the sampler's scalar division does. A zero alpha sum,
+    // or an alpha that truncates to 0, gives transparent black; the test
+    // comes after the division so that no branch waits for it.
+    const __m256d scaled = _mm256_mul_pd(sums, _mm256_set1_pd(kCoverUnit));  // S, R, G, B
+    const __m256d alpha_sum = _mm256_permute4x64_pd(scaled, 0);
+    const __m256d numerators = _mm256_blend_pd(scaled, _mm256_mul_pd(alpha_sum, _mm256_set1_pd(0.25)), 1);
+    const __m256d denominators = _mm256_blend_pd(alpha_sum, _mm256_set1_pd(area), 1);
+    const __m256d halves = _mm256_set_pd(0.5, 0.5, 0.5, 0.0);
+    const __m256d ends = _mm256_min_pd(_mm256_set1_pd(255.0),
+                                       _mm256_add_pd(_mm256_div_pd(numerators, denominators), halves));
+    const __m128i channels = _mm256_cvttpd_epi32(ends);  // a r g b
+    const __m128i bytes = _mm_shuffle_epi8(channels, _mm_setr_epi8(0, 4, 8, 12, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+                                                                   -1, -1, -1));
+    const uint32_t packed = uint32_t(_mm_cvtsi128_si32(bytes));
+    const bool visible = _mm256_cvtsd_f64(scaled) != 0.0 && (packed & 0xFFu) != 0;
+    const uint32_t kept = packed & (0u - uint32_t(visible));
+    RX_Pixel8 out;
+    std::memcpy(&out, &kept, sizeof out);
+    return out;
   }
 };
 
@@ -90,8 +133,19 @@ AlphaSum<RX_Pixel8> area_run8_avx2(const SamplerSet<RX_Pixel8>& samplers, const 
                     (double(pb.x_radius) * kFixedToReal) * (double(pb.y_radius) * kFixedToReal)};
   const bool exact = wide && box_pixels <= kMaxExactBoxPixels;
   AlphaSum<RX_Pixel8> sum = 0;
-  Fixed2 p = start;
-  for (int32_t k = 0; k < n; ++k, p.x += step.x, p.y += step.y) {
+  int32_t first = 0, end = n;
+  if (exact) {
+    // The boxes of a straight walk that touch the source are one span:
+    // skip from both ends to it.
+    auto touches = [&](int32_t k) {
+      const int64_t x = start.x + int64_t{k} * step.x, y = start.y + int64_t{k} * step.y;
+      return fits(x) && fits(y) && box.touches(x, y);
+    };
+    while (first < n && !touches(first)) out[first++] = RX_Pixel8{};
+    while (end > first && !touches(end - 1)) out[--end] = RX_Pixel8{};
+  }
+  Fixed2 p{start.x + int64_t{first} * step.x, start.y + int64_t{first} * step.y};
+  for (int32_t k = first; k < end; ++k, p.x += step.x, p.y += step.y) {
     if (!fits(p.x) || !fits(p.y)) {
       out[k] = RX_Pixel8{};
     } else if (exact) {
