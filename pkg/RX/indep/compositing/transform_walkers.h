@@ -194,7 +194,13 @@ struct MotionSums {
     if constexpr (std::is_same_v<Px, RX_PixelFloat>) {
       return Px{float(alpha / double(count)), float(red / alpha), float(green / alpha), float(blue / alpha)};
     } else {
-      auto rounded = [](uint64_t num, uint64_t den) { return Cv((2 * num + den) / (2 * den)); };
+      // floor(num / den + 1/2) as (2 num + den) / (2 den) in double: the
+      // sums stay below 2^40, so a quotient short of an integer stays short
+      // of it after rounding, and truncation gives the exact result (far
+      // cheaper than four 64-bit integer divisions a pixel).
+      auto rounded = [](uint64_t num, uint64_t den) {
+        return Cv(int64_t(double(2 * num + den) / double(2 * den)));
+      };
       return Px{rounded(alpha, uint64_t(count)), rounded(red, alpha), rounded(green, alpha), rounded(blue, alpha)};
     }
   }
