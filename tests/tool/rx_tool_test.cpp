@@ -292,10 +292,11 @@ TEST_F(RxTool, DemoWritesEveryResult) {
   ASSERT_EQ(run.status, 0) << run.err;
   for (const char* name : {"over.png", "multiply.png", "screen-luma-matte.png", "dissolve.png", "hue-linear.tif",
                            "difference-even.exr", "background-16.tif", "background.exr", "dithered.png",
-                           "layer-on-white.png", "over-auto-alpha.png", "outline.png"}) {
+                           "layer-on-white.png", "over-auto-alpha.png", "outline.png", "rotated.png",
+                           "motion-blur.png", "crossfade.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 20);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 23);
   EXPECT_NE(run.out.find("layer-on-white.png: guessed alpha         premultiplied against white\n"), std::string::npos)
       << run.out;
 }
@@ -375,7 +376,7 @@ TEST_F(RxTool, CtrlCStopsACompositeWithStatus130AndWritesNothing) {
 TEST_F(RxTool, HelpSaysWhatEachSubcommandDoes) {
   const ToolRun run = rx_program("--help");
   EXPECT_EQ(run.status, 0);
-  for (const char* word : {"composite", "convert", "info", "modes", "demo"}) {
+  for (const char* word : {"composite", "transform", "crossfade", "convert", "info", "modes", "demo"}) {
     EXPECT_NE(run.out.find(word), std::string::npos) << word;
   }
   const ToolRun composite = rx_program("composite --help");
