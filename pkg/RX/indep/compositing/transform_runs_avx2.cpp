@@ -50,10 +50,62 @@ inline void pair_terms(const RX_Pixel8* p, __m256d* left, __m256d* right) {
 
 inline __m256d covered(__m256d terms, __m256d cover) { return _mm256_mul_pd(terms, cover); }
 
+// The cells of a small box: covers of the first and last column (as
+// broadcasts) and row, and where the first cell lies.
+struct Cells {
+  __m256d first_column, last_column;
+  double first_row, last_row;
+  const RX_Pixel8* corner;
+  int32_t stride;
+
+  // One row: the first cell, a whole one when two more follow, the last.
+  template <int Extra>
+  __m256d row(const RX_Pixel8* p) const {
+    if constexpr (Extra == 0) {
+      return covered(pixel_terms(p), first_column);
+    } else {
+      __m256d a, b;
+      pair_terms(p, &a, &b);
+      if constexpr (Extra == 1) {
+        return _mm256_add_pd(covered(a, first_column), covered(b, last_column));
+      } else {
+        return _mm256_add_pd(_mm256_add_pd(covered(a, first_column), covered(b, _mm256_set1_pd(65536.0))),
+                             covered(pixel_terms(p + 2), last_column));
+      }
+    }
+  }
+
+  template <int ExtraColumns, int ExtraRows>
+  __m256d sum() const {
+    const RX_Pixel8* p = corner;
+    if constexpr (ExtraRows == 0) return covered(row<ExtraColumns>(p), _mm256_set1_pd(first_row));
+    __m256d sums = covered(row<ExtraColumns>(p), _mm256_set1_pd(first_row));
+    p = reinterpret_cast<const RX_Pixel8*>(reinterpret_cast<const char*>(p) + stride);
+    if constexpr (ExtraRows == 2) {
+      sums = _mm256_add_pd(sums, covered(row<ExtraColumns>(p), _mm256_set1_pd(65536.0)));
+      p = reinterpret_cast<const RX_Pixel8*>(reinterpret_cast<const char*>(p) + stride);
+    }
+    return _mm256_add_pd(sums, covered(row<ExtraColumns>(p), _mm256_set1_pd(last_row)));
+  }
+};
+
 struct AreaBox {
   const RX_LayerDef& src;
   int32_t x_radius, y_radius;
   double area;  // the unclipped box in pixels, as the sampler forms it
+  __m128i edge_offsets;  // from a position to the box's edges, half a pixel on
+  __m128i limits;        // the source's edges in 16.16
+
+  AreaBox(const RX_LayerDef& src_, int32_t xr, int32_t yr, double area_)
+      : src(src_), x_radius(xr), y_radius(yr), area(area_),
+        edge_offsets(_mm_setr_epi32(0x8000 - xr, 0x8000 - yr, 0x8000 + xr, 0x8000 + yr)),
+        limits(_mm_setr_epi32(src_.width << 16, src_.height << 16, src_.width << 16, src_.height << 16)) {}
+
+  // Boxes the small form takes: two pixels at most either way, in a source
+  // whose 16.16 edges fit 32 bits.
+  bool small() const {
+    return x_radius <= 0x10000 && y_radius <= 0x10000 && src.width < 32768 && src.height < 32768;
+  }
 
   // Whether the box around (x, y) covers any of the source.
   bool touches(int64_t x, int64_t y) const {
@@ -97,6 +149,10 @@ struct AreaBox {
       }
       sums = _mm256_add_pd(sums, covered(row_sums, _mm256_set1_pd(row_cover)));
     }
+    return finish(sums);
+  }
+
+  RX_Pixel8 finish(__m256d sums) const {
     // The sampler's ends, four lanes at once: alpha = S × 0.25 / area and
     // colours = (sum / S) + 0.5, each limited to 255 and truncated. Every
     // lane divides as the sampler's scalar division does. A zero alpha sum,
@@ -119,6 +175,43 @@ struct AreaBox {
     std::memcpy(&out, &kept, sizeof out);
     return out;
   }
+
+  // Boxes of at most two pixels either way touch at most three cells each
+  // way: the edges and covers of both axes in one vector, then straight
+  // code for the number of cells.
+  RX_Pixel8 sample_small(int32_t x, int32_t y) const {
+    const __m128i one = _mm_set1_epi32(1);
+    __m128i edges = _mm_add_epi32(_mm_setr_epi32(x, y, x, y), edge_offsets);
+    edges = _mm_min_epi32(_mm_max_epi32(edges, _mm_setzero_si128()), limits);  // left top right bottom
+    const __m128i far = _mm_shuffle_epi32(edges, _MM_SHUFFLE(3, 2, 3, 2));       // right bottom
+    const __m128i first = _mm_srai_epi32(edges, 16);
+    const __m128i last = _mm_srai_epi32(_mm_sub_epi32(far, one), 16);
+    const __m128i first_cover = _mm_sub_epi32(_mm_min_epi32(far, _mm_slli_epi32(_mm_add_epi32(first, one), 16)), edges);
+    const __m128i last_cover = _mm_sub_epi32(far, _mm_slli_epi32(last, 16));
+    // An empty box, once clipped, has no first cell.
+    if ((_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpgt_epi32(first_cover, _mm_setzero_si128()))) & 3) != 3) {
+      return RX_Pixel8{};
+    }
+    const __m128i extra = _mm_sub_epi32(last, first);  // 0, 1 or 2 more cells
+    const __m128d first_d = _mm_cvtepi32_pd(first_cover), last_d = _mm_cvtepi32_pd(last_cover);
+    const Cells cells{_mm256_broadcastsd_pd(first_d), _mm256_broadcastsd_pd(last_d),
+                      _mm_cvtsd_f64(_mm_unpackhi_pd(first_d, first_d)), _mm_cvtsd_f64(_mm_unpackhi_pd(last_d, last_d)),
+                      reinterpret_cast<const RX_Pixel8*>(static_cast<const char*>(src.data) +
+                                                         intptr_t(_mm_extract_epi32(first, 1)) * src.row_stride) +
+                          _mm_cvtsi128_si32(first),
+                      src.row_stride};
+    switch (_mm_cvtsi128_si32(extra) * 3 + _mm_extract_epi32(extra, 1)) {
+      case 0: return finish(cells.sum<0, 0>());
+      case 1: return finish(cells.sum<0, 1>());
+      case 2: return finish(cells.sum<0, 2>());
+      case 3: return finish(cells.sum<1, 0>());
+      case 4: return finish(cells.sum<1, 1>());
+      case 5: return finish(cells.sum<1, 2>());
+      case 6: return finish(cells.sum<2, 0>());
+      case 7: return finish(cells.sum<2, 1>());
+      default: return finish(cells.sum<2, 2>());
+    }
+  }
 };
 
 inline bool fits(int64_t v) { return v >= INT32_MIN && v <= INT32_MAX; }
@@ -129,8 +222,9 @@ AlphaSum<RX_Pixel8> area_run8_avx2(const SamplerSet<RX_Pixel8>& samplers, const 
                                    Fixed2 step, int32_t n, RX_Pixel8* out) {
   const bool wide = pb.x_radius > 0x8000 && pb.y_radius > 0x8000;
   const double box_pixels = double(2 * int64_t{pb.x_radius}) * double(2 * int64_t{pb.y_radius}) * kCoverUnit;
-  const AreaBox box{*pb.src, pb.x_radius, pb.y_radius,
-                    (double(pb.x_radius) * kFixedToReal) * (double(pb.y_radius) * kFixedToReal)};
+  const AreaBox box(*pb.src, pb.x_radius, pb.y_radius,
+                    (double(pb.x_radius) * kFixedToReal) * (double(pb.y_radius) * kFixedToReal));
+  const bool small = box.small();
   const bool exact = wide && box_pixels <= kMaxExactBoxPixels;
   AlphaSum<RX_Pixel8> sum = 0;
   int32_t first = 0, end = n;
@@ -149,7 +243,7 @@ AlphaSum<RX_Pixel8> area_run8_avx2(const SamplerSet<RX_Pixel8>& samplers, const 
     if (!fits(p.x) || !fits(p.y)) {
       out[k] = RX_Pixel8{};
     } else if (exact) {
-      out[k] = box.sample(int32_t(p.x), int32_t(p.y));
+      out[k] = small ? box.sample_small(int32_t(p.x), int32_t(p.y)) : box.sample(int32_t(p.x), int32_t(p.y));
     } else {
       samplers.area(nullptr, int32_t(p.x), int32_t(p.y), &pb, &out[k]);
     }
