@@ -206,6 +206,16 @@ struct MotionSums {
   }
 };
 
+// A path's length divided into steps, toward zero as integer division
+// does. Below 2^40 the double quotient truncates to the same integer (a
+// quotient short of an integer by at least 1/steps stays short of it),
+// and costs far less than a 64-bit division.
+inline int64_t path_step(int64_t length, int32_t steps) {
+  constexpr int64_t kExactBelow = int64_t{1} << 40;
+  if (length > -kExactBelow && length < kExactBelow) return int64_t(double(length) / double(steps));
+  return length / steps;
+}
+
 // The straight walker: each pixel's path runs from its position under the
 // first matrix to that under the last; steps samples at (p1 - p0) / steps
 // apart, the last position itself not sampled.
@@ -215,8 +225,7 @@ AlphaSum<Px> walk_straight(RunFunc<Px> run, const SamplerSet<Px>& s, const RX_Sa
   Px samples[kMaxMatrices];
   AlphaSum<Px> sum = 0;
   for (int32_t i = 0; i < width; ++i) {
-    // Integer division, toward zero, as the 16.16 walk divides.
-    const Fixed2 step{(p1.x - p0.x) / steps, (p1.y - p0.y) / steps};
+    const Fixed2 step{path_step(p1.x - p0.x, steps), path_step(p1.y - p0.y, steps)};
     run(s, pb, p0, step, steps, samples);
     MotionSums<Px> sums;
     for (int32_t k = 0; k < steps; ++k) sums.add(samples[k]);
