@@ -4,8 +4,8 @@
 // 16-bit and float loops have none.
 #include <random>
 
-#include "KO/KO.h"
 #include "transform_reference.h"
+#include "variant_forms.h"
 
 namespace {
 
@@ -25,14 +25,15 @@ TEST_F(TransformVector, OnlyTheEightBitLoopHasAProcessorForm) {
     EXPECT_NE(form(slot, 0), nullptr) << slot;
   }
   EXPECT_EQ(RXp_TransformLoopForm(RX_Slot_TransformWorld, 0), nullptr);
-  // Birth chose by the processor word.
-  const bool avx2 = KO_G_CPU_DataP[7] != 0;
-  EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_TransformInner8], RXp_TransformLoopForm(RX_Slot_TransformInner8, avx2));
-  EXPECT_EQ(RXp_G_OverFuncs[RX_Slot_TransformInner16], RXp_TransformLoopForm(RX_Slot_TransformInner16, 0));
+  // The registry's entries are the same forms.
+  EXPECT_EQ(form(RX_Slot_TransformInner8, 1), rxtest::form<RX_TransformInnerLoop>("transform_loops.inner8", true));
+  EXPECT_EQ(form(RX_Slot_TransformInner8, 0), rxtest::form<RX_TransformInnerLoop>("transform_loops.inner8", false));
+  EXPECT_EQ(form(RX_Slot_TransformInner16, 0), reinterpret_cast<RX_TransformInnerLoop>(RX_TransformInnerLoop16_S));
+  EXPECT_EQ(form(RX_Slot_TransformInnerFloat, 0), reinterpret_cast<RX_TransformInnerLoop>(RX_TransformInnerLoopFloat_S));
 }
 
 TEST_F(TransformVector, EightBitAVX2LoopEqualsThePlainLoop) {
-  if (!KO_G_CPU_DataP[7]) GTEST_SKIP() << "no AVX2 here";
+  if (!rxtest::processor_runs("transform_loops.inner8")) GTEST_SKIP() << "no AVX2 here";
   std::mt19937 rng(31);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   const RX_TransformInnerLoop plain = form(RX_Slot_TransformInner8, 0), vector = form(RX_Slot_TransformInner8, 1);

@@ -1,7 +1,7 @@
 // The world transform's inner loop at 8 bits: the plain runs, and the
 // AVX2 runs as the processor form of the slot.
 #include "compositing/transform_loop.h"
-#include "sampling/area_sample.h"
+#include "frame/variants.h"
 
 namespace {
 
@@ -40,8 +40,8 @@ RX_Err rx::transform::transform_inner_loop8_avx2(const RX_ProgressInfo* progress
   // The vector area run gives the package's area sampler's results: it
   // stands in only while slot 5 holds one of its forms.
   const RX_OverFunc area_slot = RXp_G_OverFuncs[RX_Slot_AreaSampleStraight8];
-  const bool package_area = area_slot == RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, 0) ||
-                            area_slot == RXp_AreaSampleForm(RX_Slot_AreaSampleStraight8, 1);
+  const bool package_area = area_slot == variant_form("area_sample.straight8", false) ||
+                            area_slot == variant_form("area_sample.straight8", true);
   const RunKernels<RX_Pixel8> runs{nearest_run<RX_Pixel8>, bilinear_run<RX_Pixel8>,
                                    package_area ? area_run8_avx2 : area_run<RX_Pixel8>};
   return run_inner_loop<RX_Pixel8>(request_of(progress, quality, field, src, mode, tables, mask, matrices, count,

@@ -10,8 +10,8 @@
 #include "RX_Transform.h"
 #include "compositing/transform_loop.h"
 #include "compositing/transform_slots.h"
-#include "frame/cpu_features.h"
 #include "frame/reports.h"
+#include "frame/variants.h"
 #include "worlds/with_depth.h"
 
 namespace rx::transform {
@@ -66,30 +66,6 @@ RX_Err transform_any_depth(const Request& r) {
   });
 }
 
-// Where a processor's form of an inner loop comes from.
-struct LoopForm {
-  RX_Slot slot;
-  RX_OverFunc plain;
-  RX_OverFunc vector;  // null where none exists
-  CpuWord needs;
-};
-
-template <class F>
-RX_OverFunc as_slot(F* f) {
-  return reinterpret_cast<RX_OverFunc>(f);
-}
-
-const LoopForm* loop_forms(size_t* count) {
-  static const LoopForm forms[] = {
-      {RX_Slot_TransformInner8, as_slot(RX_TransformInnerLoop8_S), as_slot(transform_inner_loop8_avx2),
-       kCpuWordAVX2},
-      {RX_Slot_TransformInner16, as_slot(RX_TransformInnerLoop16_S), nullptr, kCpuWordSSE2},
-      {RX_Slot_TransformInnerFloat, as_slot(RX_TransformInnerLoopFloat_S), nullptr, kCpuWordSSE2},
-  };
-  *count = sizeof forms / sizeof forms[0];
-  return forms;
-}
-
 }  // namespace
 
 bool matrix_pair(const Request& r, int32_t i, GE_Matrix3* inverse, GE_Matrix3* forward) {
@@ -120,31 +96,36 @@ GE_LRect destination_area(const Request& r, bool motion) {
 
 namespace rx {
 
+// The inner loops of slots 115 to 117 are chosen at birth with the other
+// processor forms.
 void install_transform_slots() {
-  using namespace transform;
-  RXp_G_OverFuncs[RX_Slot_CompositeRectDraftStraight] = as_slot(RX_CompositeRectDraft_Straight);
-  RXp_G_OverFuncs[RX_Slot_CompositeRectDraftPremul] = as_slot(RX_CompositeRectDraft_Premul);
-  RXp_G_OverFuncs[RX_Slot_CompositeRectBestStraight] = as_slot(RX_CompositeRectBest_Straight);
-  RXp_G_OverFuncs[RX_Slot_CompositeRectBestPremul] = as_slot(RX_CompositeRectBest_Premul);
-  RXp_G_OverFuncs[RX_Slot_TransformWorld] = as_slot(RX_TransformWorld_S);
-  RXp_G_OverFuncs[RX_Slot_TransformWorldCore] = as_slot(RX_TransformWorldPlus_S);
-  size_t count = 0;
-  const LoopForm* forms = loop_forms(&count);
-  for (size_t i = 0; i < count; ++i) {
-    const LoopForm& f = forms[i];
-    RXp_G_OverFuncs[f.slot] = (f.vector && cpu_has(f.needs)) ? f.vector : f.plain;
-  }
+  RXp_G_OverFuncs[RX_Slot_CompositeRectDraftStraight] = as_form(RX_CompositeRectDraft_Straight);
+  RXp_G_OverFuncs[RX_Slot_CompositeRectDraftPremul] = as_form(RX_CompositeRectDraft_Premul);
+  RXp_G_OverFuncs[RX_Slot_CompositeRectBestStraight] = as_form(RX_CompositeRectBest_Straight);
+  RXp_G_OverFuncs[RX_Slot_CompositeRectBestPremul] = as_form(RX_CompositeRectBest_Premul);
+  RXp_G_OverFuncs[RX_Slot_TransformWorld] = as_form(RX_TransformWorld_S);
+  RXp_G_OverFuncs[RX_Slot_TransformWorldCore] = as_form(RX_TransformWorldPlus_S);
+}
+
+VariantList transform_loops_variants() {
+  static const Variant list[] = {
+      {"transform_loops.inner8", &RXp_G_OverFuncs[RX_Slot_TransformInner8], as_form(RX_TransformInnerLoop8_S),
+       as_form(transform::transform_inner_loop8_avx2), kNeedsAVX2},
+      {"transform_loops.inner16", &RXp_G_OverFuncs[RX_Slot_TransformInner16], as_form(RX_TransformInnerLoop16_S),
+       nullptr, 0},
+      {"transform_loops.inner_float", &RXp_G_OverFuncs[RX_Slot_TransformInnerFloat],
+       as_form(RX_TransformInnerLoopFloat_S), nullptr, 0},
+  };
+  return list;
 }
 
 }  // namespace rx
 
 RX_OverFunc RXp_TransformLoopForm(int32_t slot, int32_t vector) {
-  size_t count = 0;
-  const rx::transform::LoopForm* forms = rx::transform::loop_forms(&count);
-  for (size_t i = 0; i < count; ++i) {
-    if (forms[i].slot == slot) return vector ? forms[i].vector : forms[i].plain;
+  if (slot != RX_Slot_TransformInner8 && slot != RX_Slot_TransformInner16 && slot != RX_Slot_TransformInnerFloat) {
+    return nullptr;
   }
-  return nullptr;
+  return rx::variant_form_at(&RXp_G_OverFuncs[slot], vector != 0);
 }
 
 RX_Err RX_TransformWorld_S(const RX_ProgressInfo* progress, int32_t quality, uint32_t, int32_t field,

@@ -27,7 +27,8 @@
   X(summed_area_table)         \
   X(byte_run_mattes)           \
   X(matte_to_colour)           \
-  X(blend_rows8)
+  X(blend_rows8)                \
+  X(transform_loops)
 
 namespace rx {
 
