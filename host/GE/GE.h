@@ -53,6 +53,9 @@ HOST_API HOST_Err GE_UnprepareFCMD(void);
    the bottom row is (0, 0, 1) for an affine matrix. */
 typedef struct GE_Matrix3 { double m[3][3]; } GE_Matrix3;
 typedef struct GE_FloatPoint { double x, y; } GE_FloatPoint;
+#ifdef __cplusplus
+static_assert(sizeof(GE_Matrix3) == 72 && sizeof(GE_FloatPoint) == 16, "GE_Matrix3 and GE_FloatPoint layout");
+#endif
 
 /* What a matrix does, from the simplest class that holds it exactly. */
 typedef enum GE_MatrixType {

@@ -60,7 +60,7 @@ TEST_F(ScanVariants, EveryScanSlotHasAPlainFormAndTheListedOnesAProcessorForm) {
 
 TEST_F(ScanVariants, SlotsThatAreNotScansHaveNoForms) {
   born(true, true);
-  for (int slot : {0, 34, 42, 52, 71, 79, 105, 113, 117}) {
+  for (int slot : {0, 34, 42, 52, 71, 79, 90, 105, 113}) {
     EXPECT_EQ(form<RX_OverFunc>(slot, 0), nullptr) << "slot " << slot;
     EXPECT_EQ(form<RX_OverFunc>(slot, 1), nullptr) << "slot " << slot;
   }

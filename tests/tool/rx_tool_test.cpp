@@ -249,10 +249,10 @@ TEST_F(RxTool, DemoWritesEveryResult) {
                            "difference-even.exr", "background-16.tif", "background.exr", "dithered.png",
                            "layer-on-white.png", "over-auto-alpha.png", "outline.png", "shadow.png",
                            "drop-shadow.png", "edges.png", "large-matte.png", "feathered-matte.png",
-                           "feathered-alpha.png"}) {
+                           "feathered-alpha.png", "rotated.png", "motion-blur.png", "crossfade.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 29);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 32);
   // Only the tiles of the large matte under the layer (and the feather's
   // margin) are read.
   EXPECT_NE(run.out.find("tiles of the matte made (64 x 64)               28 of 192\n"), std::string::npos) << run.out;
@@ -335,7 +335,7 @@ TEST_F(RxTool, CtrlCStopsACompositeWithStatus130AndWritesNothing) {
 TEST_F(RxTool, HelpSaysWhatEachSubcommandDoes) {
   const ToolRun run = rx_program("--help");
   EXPECT_EQ(run.status, 0);
-  for (const char* word : {"composite", "convert", "info", "modes", "demo"}) {
+  for (const char* word : {"composite", "transform", "crossfade", "convert", "info", "modes", "demo"}) {
     EXPECT_NE(run.out.find(word), std::string::npos) << word;
   }
   const ToolRun composite = rx("composite --help");

@@ -28,5 +28,7 @@
 #include "RX_UnoBuffer.h"
 #include "RX_LazyTiles.h"
 #include "RX_CallbackAddr.h"
+#include "RX_Transform.h"
+#include "RX_BlendHelpers.h"
 
 #endif

@@ -14,11 +14,16 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "GE/GE.h"
 
 #include "feather.h"
 
 #define RX_TOOL_SUBCOMMANDS(X) \
   X(composite)                 \
+  X(transform)                 \
+  X(crossfade)                 \
   X(convert)                   \
   X(info)                      \
   X(modes)                     \
@@ -67,6 +72,50 @@ struct CompositeOptions {
   FeatherTiles* feather_tiles = nullptr;  // where the matte's tiles made are told, or none
 };
 void composite(const CompositeOptions& options);
+
+// Where a layer goes: scaled, sheared, turned about an anchor, then moved.
+struct Placement {
+  double rotate = 0;  // degrees
+  double scale_x = 1, scale_y = 1;
+  double shear_x = 0, shear_y = 0;
+  double translate_x = 0, translate_y = 0;
+};
+// The layer-to-background matrix of a placement about (anchor_x, anchor_y).
+GE_Matrix3 placement_matrix(const Placement& p, double anchor_x, double anchor_y);
+
+struct TransformOptions {
+  std::string background, layer, output;  // no background: a transparent canvas
+  bool canvas_given = false;
+  int32_t canvas_width = 0, canvas_height = 0;
+  Placement start, end;                   // end differs only with motion blur
+  bool moving = false;                    // an end of the shutter was given
+  bool anchored = false;                  // else the layer's centre
+  double anchor_x = 0, anchor_y = 0;
+  std::string matrix;                     // 6 or 9 numbers, instead of a placement
+  std::string path;                       // a file of matrices, one a line
+  int32_t samples = 2;                    // matrices along the motion
+  std::string quality = "best";           // draft or best
+  std::string mode = "over";
+  float opacity = 1.0f;
+  std::string matte, matte_kind = "alpha", field = "all";
+  bool keep_alpha = false;
+  int32_t seed = 0;
+  bool linear = false;
+  int32_t depth = 0;
+  bool premultiplied = false;
+};
+// The matrices a transform lays the layer through (one, or a motion path).
+std::vector<GE_Matrix3> transform_matrices(const TransformOptions& options, int32_t layer_width,
+                                           int32_t layer_height);
+void transform(const TransformOptions& options);
+
+struct CrossfadeOptions {
+  std::string first, second, output;
+  double ratio = 0.5;                     // 0: the first, 1: the second
+  bool premultiplied = false;             // files and fade premultiplied
+  int32_t depth = 0;
+};
+void crossfade(const CrossfadeOptions& options);
 
 struct ConvertOptions {
   std::string input, output;

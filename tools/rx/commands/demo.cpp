@@ -1,8 +1,8 @@
 // rx demo: makes its own pictures (a gradient background, soft-edged
 // shapes on a transparent layer, a luminance matte), runs every
 // subcommand on them and writes the results, one line each: among them a
-// drop shadow (a blurred copy of the layer under the sharp one) and an
-// edge detection.
+// drop shadow (a blurred copy of the layer under the sharp one), an edge
+// detection, a turned layer, a motion-blurred one and a cross-fade.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -250,6 +250,29 @@ void demo(const std::string& dir, std::ostream& out) {
     o.normalize = true;
     convolve(o);
   });
+
+  auto transform_step = [&](const std::string& what, const char* name, TransformOptions o) {
+    o.background = background;
+    o.layer = layer;
+    o.output = at(name);
+    step(out, "rx transform " + what, o.output, [&] { transform(o); });
+  };
+  TransformOptions turned;
+  turned.start.rotate = 20.0;
+  turned.start.scale_x = turned.start.scale_y = 0.8;
+  turned.start.translate_x = 120.0;
+  turned.start.translate_y = 60.0;
+  turned.end = turned.start;
+  transform_step("--rotate 20 --scale 0.8 --translate 120,60", "rotated.png", turned);
+  TransformOptions blurred = turned;
+  blurred.end.rotate = 35.0;
+  blurred.end.translate_x = 200.0;
+  blurred.moving = true;
+  blurred.samples = 8;
+  transform_step("... --to-rotate 35 --to-translate 200,60 --samples 8", "motion-blur.png", blurred);
+  const std::string faded = at("crossfade.png");
+  step(out, "rx crossfade over.png rotated.png --ratio 0.5", faded,
+       [&] { crossfade({at("over.png"), at("rotated.png"), faded, 0.5, false, 0}); });
 }
 
 void add_demo(CLI::App& app, const Console& console) {

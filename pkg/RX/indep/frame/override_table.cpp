@@ -12,6 +12,7 @@
 #include "RX_Sampling.h"
 #include "frame/variants.h"
 #include "masks/mask_slots.h"
+#include "compositing/transform_slots.h"
 
 RX_OverFunc RXp_G_OverFuncs[RX_OverrideSlotCount];
 
@@ -85,6 +86,8 @@ void fill_override_table() {
   // the premultiply, unmultiply and alpha combine scans) and the families'
   // own places.
   choose_variants();
+
+  install_transform_slots();
 
   // Begin and end sampling have no default: callers test them for null.
   RXp_G_OverFuncs[RX_Slot_BeginSampling] = nullptr;

@@ -31,7 +31,8 @@
   X(convolve)                  \
   X(gaussian_blur)             \
   X(box_blur)                  \
-  X(uno_mode_rows)
+  X(uno_mode_rows)             \
+  X(transform_loops)
 
 namespace rx {
 
