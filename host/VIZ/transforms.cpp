@@ -147,7 +147,12 @@ LcmsTransform lcms_for(VIZTransform& t, VIZ_PixelFormat from, VIZ_PixelFormat to
 // ---- scalings ----
 
 inline uint16_t up_16(uint16_t v) { return uint16_t((uint32_t(std::min<uint16_t>(v, 32768)) * 65535 + 16384) >> 15); }
-inline uint16_t down_16(uint16_t w) { return uint16_t((uint32_t(w) * 32768 + 32767) / 65535); }
+// (w * 32768 + 32767) / 65535, the division by 2^16 - 1 done as a shift
+// (exact for every w of 16 bits).
+inline uint16_t down_16(uint16_t w) {
+  const uint32_t x = uint32_t(w) * 32768 + 32767;
+  return uint16_t((x + (x >> 16) + 1) >> 16);
+}
 
 void clip_colours(float* pixels, int32_t count) {
   for (int32_t i = 0; i < count; ++i) {
