@@ -105,6 +105,10 @@ class HOST_API TIN_VIZ_Transform {
   bool IsEmpty() const { return transform_ == nullptr; }
   /* The engine's QueryTransform. */
   VIZ_TransformInfo Query() const;
+  /* A new transform from one profile to another (the engine's
+     MakeColorTransform; options may be null). */
+  static TIN_VIZ_Transform Make(const TIN_VIZ_Profile& from, const TIN_VIZ_Profile& to, int32_t intent,
+                                const _t_VIZ_Options* options);
 
  private:
   VIZTransform* transform_ = nullptr;

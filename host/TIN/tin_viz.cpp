@@ -146,6 +146,15 @@ VIZ_TransformInfo TIN_VIZ_Transform::Query() const {
   return info;
 }
 
+TIN_VIZ_Transform TIN_VIZ_Transform::Make(const TIN_VIZ_Profile& from, const TIN_VIZ_Profile& to, int32_t intent,
+                                          const _t_VIZ_Options* options) {
+  VIZTransform* made = nullptr;
+  TIN_VIZ_ETX(rxhost::viz::make_transform(from.Get(), to.Get(), intent, options, &made));
+  TIN_VIZ_Transform out;
+  out.Reset(made);
+  return out;
+}
+
 // ---- the pool ----
 
 TIN_VIZ_ProfilePool::TIN_VIZ_ProfilePool() : entries_(new std::vector<std::pair<_t_VIZ_ID, TIN_VIZ_SharedProfile>>) {}

@@ -111,6 +111,22 @@ TEST(TinTransform, ResetTakesOverAndReleasesTheOldReference) {
   EXPECT_THROW(owner.Query(), TIN_VIZ_Exception);
 }
 
+TEST(TinTransform, MakeGivesAnOwnedTransformOrThrows) {
+  const TIN_VIZ_Profile a = TIN_VIZ_Profile::FromCode(VIZ_Profile_sRGB), b = TIN_VIZ_Profile::FromFile(kAdobe.c_str());
+  const TIN_VIZ_Transform t = TIN_VIZ_Transform::Make(a, b, 3, TIN_GetFastVIZOptions());
+  const VIZ_TransformInfo info = t.Query();
+  EXPECT_EQ(info.profile_count, 2);
+  EXPECT_EQ(info.intents[1], 3);
+  EXPECT_EQ(info.options.count, 2);
+  const TIN_VIZ_Profile gray = TIN_VIZ_Profile::FromFile(kGray.c_str());
+  try {
+    TIN_VIZ_Transform::Make(a, gray, 1, nullptr);
+    FAIL() << "nothing thrown";
+  } catch (const TIN_VIZ_Exception& e) {
+    EXPECT_EQ(e.Code(), VIZ_Err_ColorSpace);
+  }
+}
+
 TEST(KoStrings, ZStringsBecomeUtf16) {
   EXPECT_EQ(KO_ZStringToUTF16String("$$$/ZQ/RX/Key=Working Space - "), u"Working Space - ");
   EXPECT_EQ(KO_ZStringToUTF16String("plain gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xA8"), u"plain gr\u00fc\u00df \U0001F3A8");

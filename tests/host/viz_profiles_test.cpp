@@ -165,7 +165,8 @@ TEST(VizProfiles, TheLinearFormKeepsPrimariesAndWhiteWithLinearCurves) {
   ASSERT_EQ(engine().ApplyTransform(t.get(), in.data(), VIZ_Format_fRGB, out.data(), VIZ_Format_fRGB, 500, nullptr),
             VIZ_Err_None);
   for (size_t i = 0; i < in.size(); ++i) {
-    if (i % 4) EXPECT_NEAR(out[i], std::pow(in[i], 563.0 / 256.0), 2e-5) << i;
+    if (i % 4 == 0) continue;  // the pad channel
+    EXPECT_NEAR(out[i], std::pow(in[i], 563.0 / 256.0), 2e-5) << i;
   }
 }
 

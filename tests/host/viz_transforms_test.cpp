@@ -218,7 +218,8 @@ TEST(VizChains, JoinedTransformsRunTheWholeChainAsLittleCmsDoes) {
   cmsDoTransform(direct, in.data(), theirs.data(), 1000);
   cmsDeleteTransform(direct);
   for (size_t i = 0; i < in.size(); ++i) {
-    if (i % 4) ASSERT_EQ(ours[i], theirs[i]) << i;
+    if (i % 4 == 0) continue;  // the pad channel
+    ASSERT_EQ(ours[i], theirs[i]) << i;
   }
 }
 

@@ -70,6 +70,6 @@ NEX_Proc* methods(Interface which, bool quiet = false);
 // written inline over it (bridge/nex_objects.h): the values of
 // rx::nex::Interface. Null when the table cannot be had; after every
 // required interface has loaded, a missing one throws CNEXError.
-RX_API NEX_Proc* RXp_NEXMethods(int32_t which);
+NEX_Proc* RXp_NEXMethods(int32_t which);
 // The same that never throws.
-RX_API NEX_Proc* RXp_NEXMethodsQuiet(int32_t which);
+NEX_Proc* RXp_NEXMethodsQuiet(int32_t which);

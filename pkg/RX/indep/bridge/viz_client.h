@@ -43,8 +43,8 @@ NEX_Proc* depth_converter();
 
 }  // namespace rx::viz
 
-// For tests and tools: the engine's table as the package resolves it
+// For tests and benchmarks: the engine's table as the package resolves it
 // (throws as rx::viz::engine does), and the name at a position.
-RX_API NEX_Proc* RXp_VIZMethods();
-RX_API const char* RXp_VIZMethodName(size_t index);
-RX_API NEX_Proc* RXp_VIZDepthConverterMethods();
+NEX_Proc* RXp_VIZMethods();
+const char* RXp_VIZMethodName(size_t index);
+NEX_Proc* RXp_VIZDepthConverterMethods();
