@@ -203,4 +203,37 @@ TEST_F(BridgeClient, AMissingOptionalInterfaceThrowsMissingInterface) {
   EXPECT_NO_THROW(CNEXCacheID("key", 3));
 }
 
+// A table stays valid while the bridge's unregister count stands; when an
+// interface goes away the count moves and the next use looks again.
+TEST_F(BridgeClient, AnUnregisteredInterfaceIsLookedUpAgainAndMissed) {
+  NEX_LookupProc lookup = nullptr;
+  ASSERT_EQ(TIN_GetNEXAddressProc(&lookup), 0);
+  const char* names[] = {"NewID", "AddRef", "Release", "Equal"};
+  NEX_Proc saved[4];
+  for (int i = 0; i < 4; ++i) {
+    const std::string registered = std::string("NEXCache") + names[i] + "Proc";
+    saved[i] = lookup("NEXCacheInterface", names[i], registered.c_str());
+    ASSERT_NE(saved[i], nullptr);
+  }
+  EXPECT_NO_THROW(CNEXCacheID("key", 3));  // the table is filled
+  auto unregister = reinterpret_cast<NEXUnregisterInterfaceProc>(
+      lookup("NEX", "NEXUnregisterInterface", "NEXUnregisterInterface"));
+  auto register_proc = reinterpret_cast<NEXRegisterProcAddressProc>(
+      lookup("NEX", "NEXRegisterProcAddress", "NEXRegisterProcAddress"));
+  ASSERT_EQ(unregister("NEXCacheInterface"), 0);
+  try {
+    CNEXCacheID id("key", 3);
+    FAIL() << "nothing thrown";
+  } catch (const CNEXError& e) {
+    EXPECT_STREQ(e.what(), "Missing Interface");
+  }
+  for (int i = 0; i < 4; ++i) {
+    const std::string registered = std::string("NEXCache") + names[i] + "Proc";
+    ASSERT_EQ(register_proc("NEXCacheInterface", names[i], registered.c_str(), saved[i]), 0);
+  }
+  EXPECT_NO_THROW(CNEXCacheID("key", 3));
+  // The engine's table was filled under the old count too, and is found again.
+  EXPECT_NE(RXp_VIZMethods(), nullptr);
+}
+
 }  // namespace

@@ -155,6 +155,24 @@ TEST_F(LinearizationTables, AFlatStretchInvertsToTheHighEndOfItsSegment) {
   EXPECT_LE(t->from_linear[u - 1], 8 * first);
 }
 
+TEST_F(LinearizationTables, ALineThatCannotBeHadThrowsOutOfMemoryAndLeavesTheBooks) {
+  const TIN_VIZ_SharedProfile srgb = from_code(VIZ_Profile_sRGB);
+  RX_MakeLinearizationTables(srgb);  // whatever the engine keeps is made now
+  const int64_t bytes = RXHost_LiveBytes(), blocks = RXHost_LiveBlocks();
+  rxtest::ReportCapture quiet;
+  RXHost_FailNthAllocation(1);
+  try {
+    RX_MakeLinearizationTables(srgb);
+    RXHost_FailNthAllocation(0);
+    FAIL() << "nothing thrown";
+  } catch (RX_Err err) {
+    RXHost_FailNthAllocation(0);
+    EXPECT_EQ(err, RX_Result_OutOfMemory);
+  }
+  EXPECT_EQ(RXHost_LiveBytes(), bytes);
+  EXPECT_EQ(RXHost_LiveBlocks(), blocks);
+}
+
 // ---- blending in linear light with a profile's tables ----
 
 template <class Px>
