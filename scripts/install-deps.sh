@@ -6,7 +6,8 @@ set -eu
 PACKAGES="build-essential cmake ninja-build pkg-config \
   libgtest-dev libgmock-dev libbenchmark-dev \
   libboost-dev libboost-thread-dev libboost-date-time-dev \
-  libpixman-1-dev libopenimageio-dev libcli11-dev liblcms2-dev libopencv-dev"
+  libpixman-1-dev libopenimageio-dev libcli11-dev libopencv-dev \
+  liblcms2-dev icc-profiles-free colord-data"
 
 missing=""
 for p in $PACKAGES; do

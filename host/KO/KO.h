@@ -129,6 +129,10 @@ HOST_END_C
 #ifdef __cplusplus
 #include <exception>
 #include <new>
+#include <string>
+/* The text of a "$$$/path=default text" key (as KO_ZStringToMBString), as
+   UTF-16; bytes that are no UTF-8 become U+FFFD. */
+HOST_API std::u16string KO_ZStringToUTF16String(const char* zstring);
 /* Reports a standard exception and gives the code to return for it:
    KO_Err_OutOfMemory for std::bad_alloc, KO_Err_Internal otherwise. */
 HOST_API HOST_Err KO_TranslateAndReportException(const std::exception& e);

@@ -58,5 +58,35 @@ typedef void* (*NEXMemoryAllocateProc)(size_t size);
 typedef void (*NEXMemoryFreeProc)(void* block);
 typedef void* (*NEXMemoryResizeProc)(void* block, size_t size);
 
+/* "NEXProgressInterface": progress objects that pass their updates on.
+   NewNullProgress (updates go nowhere), NewClientProgress (updates call
+   the client's function with its refcon; a non-zero result is the
+   update's result), AddRef, Release, Update. */
+typedef HOST_Err (*NEXProgressClientProc)(void* refcon, int32_t done, int32_t total);
+typedef NEX_Ref (*NEXProgressNewNullProgressProc)(void);
+typedef NEX_Ref (*NEXProgressNewClientProgressProc)(void* refcon, NEXProgressClientProc client);
+typedef void (*NEXProgressAddRefProc)(NEX_Ref);
+typedef void (*NEXProgressReleaseProc)(NEX_Ref);
+typedef HOST_Err (*NEXProgressUpdateProc)(NEX_Ref, int32_t done, int32_t total);
+
+/* "NEXCacheInterface": identifiers of cached data, made from key bytes.
+   NewID (null for an empty key, or without memory), AddRef, Release,
+   Equal (1 when two identifiers have the same key). */
+typedef NEX_Ref (*NEXCacheNewIDProc)(const void* key, size_t size);
+typedef void (*NEXCacheAddRefProc)(NEX_Ref);
+typedef void (*NEXCacheReleaseProc)(NEX_Ref);
+typedef int32_t (*NEXCacheEqualProc)(NEX_Ref, NEX_Ref);
+
+/* "NEXStreamFactoryInterface": read-only streams over copied bytes.
+   NewMemoryStream, AddRef, Release, Size, Read (bytes read from offset),
+   Signature (the first four bytes, big-endian; KO_Err_Internal when the
+   stream holds fewer). */
+typedef NEX_Ref (*NEXStreamFactoryNewMemoryStreamProc)(const void* data, size_t size);
+typedef void (*NEXStreamFactoryAddRefProc)(NEX_Ref);
+typedef void (*NEXStreamFactoryReleaseProc)(NEX_Ref);
+typedef int64_t (*NEXStreamFactorySizeProc)(NEX_Ref);
+typedef int64_t (*NEXStreamFactoryReadProc)(NEX_Ref, int64_t offset, void* buffer, int64_t size);
+typedef HOST_Err (*NEXStreamFactorySignatureProc)(NEX_Ref, uint32_t* signature);
+
 HOST_END_C
 #endif

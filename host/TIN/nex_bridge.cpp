@@ -93,6 +93,7 @@ void ensure_registered() {
     };
     for (const auto& b : basics) rxhost::register_proc("NEX", b.name, b.name, b.proc);
     rxhost::register_object_interfaces();
+    rxhost::viz::register_engine_interfaces();
   });
 }
 

@@ -1,7 +1,9 @@
-// The bridge's reference-counted objects (containers, errors, strings) and
-// its memory interface. Each object lives in a KO block, so the books show
+// The bridge's reference-counted objects (containers, errors, strings,
+// progress, cache identifiers, streams) and its memory interface. Each object lives in a KO block, so the books show
 // whether the last reference really went away.
+#include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <initializer_list>
 #include <mutex>
 #include <new>
@@ -14,7 +16,7 @@
 #include "host_internal.h"
 
 struct NEX_Object {
-  enum class Kind { Container, Error, String };
+  enum class Kind { Container, Error, String, Progress, CacheID, Stream };
   explicit NEX_Object(Kind k) : kind(k) {}
   virtual ~NEX_Object() = default;
   const Kind kind;
@@ -134,6 +136,75 @@ void* memory_resize(void* block, size_t size) {
   return KO_ResizePtr(&block, size) == KO_Err_None ? block : nullptr;
 }
 
+// ---- progress ----
+
+struct Progress : NEX_Object {
+  Progress(void* r, NEXProgressClientProc c) : NEX_Object(Kind::Progress), refcon(r), client(c) {}
+  void* refcon;
+  NEXProgressClientProc client;  // null: a null progress
+};
+
+NEX_Ref progress_new_null() { return create<Progress>(nullptr, nullptr); }
+NEX_Ref progress_new_client(void* refcon, NEXProgressClientProc client) {
+  return client ? create<Progress>(refcon, client) : nullptr;
+}
+HOST_Err progress_update(NEX_Ref ref, int32_t done, int32_t total) {
+  if (!ref || ref->kind != NEX_Object::Kind::Progress) return KO_Err_Internal;
+  auto* p = static_cast<Progress*>(ref);
+  return p->client ? p->client(p->refcon, done, total) : KO_Err_None;
+}
+
+// ---- cache identifiers ----
+
+struct CacheID : NEX_Object {
+  CacheID(const void* key, size_t size)
+      : NEX_Object(Kind::CacheID), bytes(static_cast<const char*>(key), size) {}
+  std::string bytes;
+};
+
+NEX_Ref cache_new_id(const void* key, size_t size) {
+  return key && size > 0 ? create<CacheID>(key, size) : nullptr;
+}
+int32_t cache_equal(NEX_Ref a, NEX_Ref b) {
+  if (!a || !b || a->kind != NEX_Object::Kind::CacheID || b->kind != NEX_Object::Kind::CacheID) return 0;
+  return static_cast<CacheID*>(a)->bytes == static_cast<CacheID*>(b)->bytes;
+}
+
+// ---- streams ----
+
+struct Stream : NEX_Object {
+  Stream(const void* data, size_t size)
+      : NEX_Object(Kind::Stream), bytes(static_cast<const char*>(data), size) {}
+  std::string bytes;
+};
+
+Stream* as_stream(NEX_Ref ref) {
+  return ref && ref->kind == NEX_Object::Kind::Stream ? static_cast<Stream*>(ref) : nullptr;
+}
+
+NEX_Ref stream_new(const void* data, size_t size) {
+  return data || size == 0 ? create<Stream>(data ? data : "", size) : nullptr;
+}
+int64_t stream_size(NEX_Ref ref) {
+  Stream* s = as_stream(ref);
+  return s ? int64_t(s->bytes.size()) : -1;
+}
+int64_t stream_read(NEX_Ref ref, int64_t offset, void* buffer, int64_t size) {
+  Stream* s = as_stream(ref);
+  if (!s || !buffer || offset < 0 || size < 0) return -1;
+  if (offset >= int64_t(s->bytes.size())) return 0;
+  const int64_t n = std::min<int64_t>(size, int64_t(s->bytes.size()) - offset);
+  std::memcpy(buffer, s->bytes.data() + offset, size_t(n));
+  return n;
+}
+HOST_Err stream_signature(NEX_Ref ref, uint32_t* signature) {
+  Stream* s = as_stream(ref);
+  if (!s || !signature || s->bytes.size() < 4) return KO_Err_Internal;
+  const auto* b = reinterpret_cast<const uint8_t*>(s->bytes.data());
+  *signature = uint32_t(b[0]) << 24 | uint32_t(b[1]) << 16 | uint32_t(b[2]) << 8 | b[3];
+  return KO_Err_None;
+}
+
 struct Method {
   const char* short_name;
   NEX_Proc proc;
@@ -172,6 +243,17 @@ void register_object_interfaces() {
   register_interface("NEXMemoryInterface", "Memory",
                      {method("Allocate", &memory_allocate), method("Free", &memory_free),
                       method("Resize", &memory_resize)});
+  register_interface("NEXProgressInterface", "Progress",
+                     {method("NewNullProgress", &progress_new_null),
+                      method("NewClientProgress", &progress_new_client), method("AddRef", &add_ref),
+                      method("Release", &release), method("Update", &progress_update)});
+  register_interface("NEXCacheInterface", "Cache",
+                     {method("NewID", &cache_new_id), method("AddRef", &add_ref),
+                      method("Release", &release), method("Equal", &cache_equal)});
+  register_interface("NEXStreamFactoryInterface", "StreamFactory",
+                     {method("NewMemoryStream", &stream_new), method("AddRef", &add_ref),
+                      method("Release", &release), method("Size", &stream_size),
+                      method("Read", &stream_read), method("Signature", &stream_signature)});
 }
 
 }  // namespace rxhost

@@ -42,8 +42,14 @@ void** handle_allocate(size_t size, bool clear, bool consult_hook);
 void apply_disable_list(const char* list, uint32_t* words);
 
 // ---- NEX bridge ----
-// Registers the container, error, string and memory interfaces.
+// Registers the container, error, string and memory interfaces, and the
+// progress, cache and stream factory interfaces.
 void register_object_interfaces();
+// Registers the colour engine's "VIZInterface2" and
+// "VIZBitDepthConverterInterface".
+namespace viz {
+void register_engine_interfaces();
+}
 void register_proc(const char* interface_name, const char* short_name,
                    const char* registered_name, NEX_Proc proc);
 

@@ -11,8 +11,8 @@ while [ $# -ge 2 ]; do
   shift 2
   names=$(nm -D --defined-only "$lib" | awk '{print $3}' | c++filt)
   bad=$(printf '%s\n' "$names" |
-        grep -Ev '^(RX_|RXp_|KO_|KOp_|GE_|ZW_|ZWp_|MIX_|SEQ_|ADDN_|DSK_|TIN_|JRNL_|SHIM_|WRD_|ZQFX_|RXHost_)' |
-        grep -Ev '^(typeinfo for |typeinfo name for |vtable for )RX_' |
+        grep -Ev '^(RX_|RXp_|KO_|KOp_|GE_|ZW_|ZWp_|MIX_|SEQ_|ADDN_|DSK_|TIN_|JRNL_|SHIM_|WRD_|ZQFX_|RXHost_|OPTS_)' |
+        grep -Ev '^(typeinfo for |typeinfo name for |vtable for )(RX_|TIN_)' |
         grep -Ev '^[A-Za-z0-9_:<>*& ]+ RXp?_[A-Za-z0-9_]+<' |
         grep -v '^$' || true)
   if [ -n "$bad" ]; then

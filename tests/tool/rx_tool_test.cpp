@@ -123,10 +123,15 @@ TEST_F(RxTool, CompositeWritesWhatTheTransferRectangleGivesAt8Bits) {
     auto src = world_from<RX_Pixel8>(layer, 19, 13, same);
     auto mask_world = world_from<RX_Pixel8>(matte, 19, 13, same);
     const RX_MaskWorld mask{*mask_world.def(), 9, -3, c.kind};
-    const RX_LinearBlendingTables tables = rxtest::gamma22_tables();
+    // Linear light on the default working space, sRGB, as the colour settings give it.
+    TIN_VIZ_ProfilePool pool;
+    RX_ColorSettings settings(&pool);
+    settings.SetProfile(TIN_VIZ_GetDefaultProfile());
+    settings.SetLinearBlending(true);
+    const RX_LinearBlendingTables* tables = settings.GetLinearBlendingTables(false);
     const RX_CompositeModePlus mode(c.mode, c.opacity, nullptr, c.keep, c.seed);
     ASSERT_EQ(RX_TransferRect(nullptr, 0, 0, c.field, GE_LRect{0, 0, 19, 13}, src.def(), &mode,
-                              c.linear ? &tables : nullptr, c.with_matte ? &mask : nullptr, 9, -3, dst.def()),
+                              c.linear ? tables : nullptr, c.with_matte ? &mask : nullptr, 9, -3, dst.def()),
               RX_Result_OK);
     int w = 0, h = 0;
     const auto result = read_rgba<uint8_t>(at("out.png"), OIIO::TypeDesc::UINT8, &w, &h);
@@ -242,6 +247,8 @@ TEST_F(RxTool, ModesListsEveryNumberedModeByName) {
   EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 41);
 }
 
+std::vector<uint8_t> icc_of(const std::string& path);  // below, with the metadata tests
+
 TEST_F(RxTool, DemoWritesEveryResult) {
   const ToolRun run = rx("demo --out " + at("demo"));
   ASSERT_EQ(run.status, 0) << run.err;
@@ -249,15 +256,32 @@ TEST_F(RxTool, DemoWritesEveryResult) {
                            "difference-even.exr", "background-16.tif", "background.exr", "dithered.png",
                            "layer-on-white.png", "over-auto-alpha.png", "outline.png", "shadow.png",
                            "drop-shadow.png", "edges.png", "large-matte.png", "feathered-matte.png",
-                           "feathered-alpha.png", "rotated.png", "motion-blur.png", "crossfade.png"}) {
+                           "feathered-alpha.png", "rotated.png", "motion-blur.png", "crossfade.png", "background-prophoto.png",
+                           "background-round-trip.png", "background-linear.exr", "background-encoded.png",
+                           "over-linear-light.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 32);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 37);
   // Only the tiles of the large matte under the layer (and the feather's
   // margin) are read.
   EXPECT_NE(run.out.find("tiles of the matte made (64 x 64)               28 of 192\n"), std::string::npos) << run.out;
   EXPECT_NE(run.out.find("layer-on-white.png: guessed alpha         premultiplied against white\n"), std::string::npos)
       << run.out;
+  // To a wide-gamut profile and back at 8 bits lands within a few levels,
+  // with the profiles embedded on the way; to linear float and back is exact.
+  EXPECT_NE(run.out.find("rx info background-prophoto.png: profile          ProPhoto RGB\n"), std::string::npos)
+      << run.out;
+  const std::string demo = at("demo") + "/";
+  EXPECT_EQ(icc_of(demo + "background-prophoto.png"), TIN_VIZ_Profile::FromCode(VIZ_Profile_ProPhotoRGB).GetICCData());
+  EXPECT_EQ(icc_of(demo + "background-round-trip.png"), TIN_VIZ_Profile::FromCode(VIZ_Profile_sRGB).GetICCData());
+  int w = 0, h = 0;
+  const auto original = read_rgba<uint8_t>(demo + "background.png", OIIO::TypeDesc::UINT8, &w, &h);
+  const auto round_trip = read_rgba<uint8_t>(demo + "background-round-trip.png", OIIO::TypeDesc::UINT8, &w, &h);
+  ASSERT_EQ(original.size(), round_trip.size());
+  int worst = 0;
+  for (size_t i = 0; i < original.size(); ++i) worst = std::max(worst, std::abs(int(original[i]) - int(round_trip[i])));
+  EXPECT_LE(worst, 4);
+  EXPECT_EQ(read_rgba<uint8_t>(demo + "background-encoded.png", OIIO::TypeDesc::UINT8, &w, &h), original);
 }
 
 // ---- bad input: one line, a non-zero status, no crash ----

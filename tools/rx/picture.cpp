@@ -245,6 +245,7 @@ FileLayout read_file_layout(const std::string& path) {
   file.alpha_named = layout.alpha_channel >= 0;
   file.has_alpha = map_channels(layout).alpha >= 0;
   file.depth = depth_of(layout.format);
+  file.colour = read_colour(layout);
   return file;
 }
 

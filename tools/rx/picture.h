@@ -69,6 +69,7 @@ struct FileLayout {
   bool alpha_named = false;  // the file names an alpha channel
   bool has_alpha = false;    // the tool reads an alpha from it (named, or the 2nd of 2, 4th of 4+)
   int32_t depth = 8;         // the depth it loads at: 8, 16 or 32
+  ColourMetadata colour;     // its embedded profile and colour space attribute
 };
 FileLayout read_file_layout(const std::string& path);
 

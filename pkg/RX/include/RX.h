@@ -30,5 +30,6 @@
 #include "RX_CallbackAddr.h"
 #include "RX_Transform.h"
 #include "RX_BlendHelpers.h"
+#include "RX_ColorManagement.h"
 
 #endif

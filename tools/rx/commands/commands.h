@@ -57,7 +57,8 @@ struct CompositeOptions {
   std::string field = "all";          // all, even, odd
   bool keep_alpha = false;
   int32_t seed = 0;
-  bool linear = false;                // blend in linear light (gamma 2.2)
+  bool linear = false;                // blend in linear light
+  std::string working_space = "srgb"; // whose tone curve linear light follows: a profile name or ICC file
   int32_t depth = 0;                  // working depth; 0: the background's
   bool premultiplied = false;         // files hold premultiplied colour
   // How the layer's colour is taken, over --premultiplied for the layer:
@@ -101,6 +102,7 @@ struct TransformOptions {
   bool keep_alpha = false;
   int32_t seed = 0;
   bool linear = false;
+  std::string working_space = "srgb";  // whose tone curve linear light follows
   int32_t depth = 0;
   bool premultiplied = false;
 };
@@ -119,9 +121,14 @@ void crossfade(const CrossfadeOptions& options);
 
 struct ConvertOptions {
   std::string input, output;
-  int32_t depth = 8;
+  int32_t depth = 0;                  // 8, 16 or 32; 0: the input's (16 for --encode)
   bool dither = false;
   bool premultiplied = false;
+  std::string to_profile;             // convert to this profile (a name or an ICC file), or none
+  std::string from_profile;           // from this one instead of the file's embedded profile
+  bool linear = false;                // gamma-encoded 8/16 bits to linear float
+  bool encode = false;                // linear float to gamma-encoded 8/16 bits
+  std::string working_space = "srgb"; // whose tone curve --linear and --encode follow
 };
 void convert(const ConvertOptions& options);
 

@@ -1,6 +1,8 @@
 // rx composite: lays a layer over a background through a transfer mode
 // (RX_TransferRect), with opacity, position, track matte, fields,
 // keep-alpha, dissolve seed and linear light, and writes the background.
+// Linear light follows the working space's tone curve: its tables come
+// from the package's colour settings on that profile (sRGB by default).
 // --alpha says how the layer's colour is taken, or lets the package guess;
 // --feather blurs the matte's coverage (or the layer's alpha) into the
 // layer's alpha first.
@@ -10,8 +12,8 @@
 
 #include "alpha_guess.h"
 #include "commands.h"
+#include "colour_profiles.h"
 #include "feather.h"
-#include "gamma_tables.h"
 #include "interrupts.h"
 #include "option_values.h"
 #include "package_calls.h"
@@ -83,13 +85,14 @@ void composite(const CompositeOptions& o) {
     if (o.verbose && matte) *o.verbose << "feather: " << tiles.made << " of " << tiles.total << " tiles of the matte made\n";
     matte.reset();  // its coverage is in the layer's alpha now
   }
-  const RX_LinearBlendingTables tables = gamma_tables(2.2);
+  RX_LinearBlendingTablesPtr tables;
+  if (o.linear) tables = working_space_tables(profile_named(o.working_space));
   const RX_CompositeModePlus mode(mode_number, o.opacity, nullptr, o.keep_alpha, o.seed);
   const GE_LRect whole{0, 0, layer.width(), layer.height()};
 
   stop_if_interrupted();
   Progress progress("composite");
-  check_package(RX_TransferRect(progress.info(), 0, 0, field, whole, layer.def(), &mode, o.linear ? &tables : nullptr,
+  check_package(RX_TransferRect(progress.info(), 0, 0, field, whole, layer.def(), &mode, tables.get(),
                                 matte ? &mask : nullptr, o.at_x, o.at_y, background.def()),
                 "compositing " + o.layer + " onto " + o.background);
   stop_if_interrupted();
@@ -113,7 +116,10 @@ void add_composite(CLI::App& app, const Console& console) {
   sub->add_option("--field", o->field, "all, even or odd lines")->capture_default_str();
   sub->add_flag("--keep-alpha", o->keep_alpha, "Change only the background's colour, not its alpha");
   sub->add_option("--seed", o->seed, "Seed of the dissolve mode")->capture_default_str();
-  sub->add_flag("--linear", o->linear, "Blend in linear light (a gamma 2.2 curve)");
+  sub->add_flag("--linear", o->linear, "Blend in linear light, on the working space's tone curve");
+  sub->add_option("--working-space", o->working_space,
+                  "The profile whose curve --linear follows: an ICC file or one of " + builtin_profile_list())
+      ->capture_default_str();
   sub->add_option("--depth", o->depth, "Working depth 8, 16 or 32 (default: the background's)")
       ->check(CLI::IsMember({8, 16, 32}));
   sub->add_option("--feather", o->feather,

@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "alpha_guess.h"
+#include "colour_profiles.h"
 #include "commands.h"
 #include "option_values.h"
 #include "package_calls.h"
@@ -118,9 +119,47 @@ void demo(const std::string& dir, std::ostream& out) {
   line(out, "rx info background.png", "   " + describe_file(background));
 
   const std::string deep = at("background-16.tif"), linear = at("background.exr"), dithered = at("dithered.png");
-  step(out, "rx convert background.png --depth 16", deep, [&] { convert({background, deep, 16, false, false}); });
-  step(out, "rx convert background.png --depth 32", linear, [&] { convert({background, linear, 32, false, false}); });
-  step(out, "rx convert background.exr --depth 8 --dither", dithered, [&] { convert({linear, dithered, 8, true, false}); });
+  const auto convert_options = [](const std::string& in, const std::string& to, int32_t depth) {
+    ConvertOptions o;
+    o.input = in;
+    o.output = to;
+    o.depth = depth;
+    return o;
+  };
+  step(out, "rx convert background.png --depth 16", deep, [&] { convert(convert_options(background, deep, 16)); });
+  step(out, "rx convert background.png --depth 32", linear, [&] { convert(convert_options(background, linear, 32)); });
+  step(out, "rx convert background.exr --depth 8 --dither", dithered, [&] {
+    ConvertOptions o = convert_options(linear, dithered, 8);
+    o.dither = true;
+    convert(o);
+  });
+
+  // Colour profiles: to a wide-gamut profile and back (the way back reads
+  // the profile the first conversion embedded), and to linear light and back.
+  const std::string wide = at("background-prophoto.png"), round_trip = at("background-round-trip.png");
+  step(out, "rx convert background.png --to-profile prophoto-rgb", wide, [&] {
+    ConvertOptions o = convert_options(background, wide, 0);
+    o.to_profile = "prophoto-rgb";
+    convert(o);
+  });
+  line(out, "rx info background-prophoto.png: profile",
+       "   " + embedded_profile_description(read_file_layout(wide).colour));
+  step(out, "rx convert background-prophoto.png --to-profile srgb", round_trip, [&] {
+    ConvertOptions o = convert_options(wide, round_trip, 0);
+    o.to_profile = "srgb";
+    convert(o);
+  });
+  const std::string linear_light = at("background-linear.exr"), encoded = at("background-encoded.png");
+  step(out, "rx convert background.png --linear", linear_light, [&] {
+    ConvertOptions o = convert_options(background, linear_light, 0);
+    o.linear = true;
+    convert(o);
+  });
+  step(out, "rx convert background-linear.exr --encode --depth 8", encoded, [&] {
+    ConvertOptions o = convert_options(linear_light, encoded, 8);
+    o.encode = true;
+    convert(o);
+  });
 
   auto composite_step = [&](const std::string& what, const char* name, CompositeOptions o) {
     if (o.layer.empty()) o.layer = layer;
@@ -164,6 +203,11 @@ void demo(const std::string& dir, std::ostream& out) {
   hue.linear = true;
   hue.background = deep;
   composite_step("--mode hue --linear (16 bits)", "hue-linear.tif", hue);
+  CompositeOptions in_light;
+  in_light.opacity = 0.7f;
+  in_light.linear = true;
+  in_light.working_space = "srgb";
+  composite_step("--opacity 0.7 --linear --working-space srgb", "over-linear-light.png", in_light);
   CompositeOptions difference;
   difference.mode = "difference";
   difference.field = "even";

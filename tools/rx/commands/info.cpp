@@ -1,12 +1,14 @@
-// rx info: a file's size, channels and type, and, for 8-bit images with
-// alpha, what the package guesses of that alpha (RX_GuessAlphaMessage):
-// straight, premultiplied against a matte colour, or unable to guess.
-// --json prints all of it as one JSON object.
+// rx info: a file's size, channels and type, the description of its
+// embedded ICC profile when it has one, and, for 8-bit images with alpha,
+// what the package guesses of that alpha (RX_GuessAlphaMessage): straight,
+// premultiplied against a matte colour, or unable to guess. --json prints
+// all of it as one JSON object.
 #include <cstdio>
 #include <memory>
 #include <sstream>
 
 #include "alpha_guess.h"
+#include "colour_profiles.h"
 #include "commands.h"
 #include "package_calls.h"
 #include "picture.h"
@@ -58,11 +60,16 @@ std::string guess_words(const InfoGuess& info) {
   return info.guess.text();
 }
 
+// The embedded profile's description, "" for none.
+std::string profile_of(const FileLayout& file) { return embedded_profile_description(file.colour); }
+
 std::string as_json(const std::string& path, const FileLayout& file, const InfoGuess& info) {
   std::ostringstream out;
+  const std::string profile = profile_of(file);
   out << "{\"file\": " << json_string(path) << ", \"width\": " << file.width << ", \"height\": " << file.height
       << ", \"channels\": " << file.channels << ", \"type\": " << json_string(file.type)
       << ", \"depth\": " << file.depth << ", \"alpha\": " << (file.has_alpha ? "true" : "false")
+      << (profile.empty() ? std::string() : ", \"profile\": " + json_string(profile))
       << ", \"guessed_alpha\": {";
   if (!info.guessed) {
     out << "\"guess\": \"not guessed\", \"text\": " << json_string(guess_words(info));
@@ -85,7 +92,7 @@ void add_info(CLI::App& app, const Console& console) {
   auto file = std::make_shared<std::string>();
   auto json = std::make_shared<bool>(false);
   auto* sub = app.add_subcommand(
-      "info", "Print a file's size, channels and depth, and the guessed alpha of an 8-bit image.");
+      "info", "Print a file's size, channels and depth, its embedded profile, and the guessed alpha of an 8-bit image.");
   sub->add_option("FILE", *file, "The file")->required();
   sub->add_flag("--json", *json, "Print everything as one JSON object");
   sub->callback([file, json, &out = console.out] {
@@ -96,7 +103,9 @@ void add_info(CLI::App& app, const Console& console) {
     if (*json) {
       out << as_json(*file, layout, guess) << "\n";
     } else {
+      const std::string profile = profile_of(layout);
       out << *file << ": " << description << "\n";
+      if (!profile.empty()) out << *file << ": profile: " << profile << "\n";
       out << *file << ": guessed alpha: " << guess_words(guess) << "\n";
     }
   });

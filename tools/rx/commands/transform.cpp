@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "commands.h"
-#include "gamma_tables.h"
+#include "colour_profiles.h"
 #include "interrupts.h"
 #include "option_values.h"
 #include "package_calls.h"
@@ -144,13 +144,14 @@ void transform(const TransformOptions& o) {
     mask = {*matte->def(), int32_t(std::lround(o.start.translate_x)), int32_t(std::lround(o.start.translate_y)),
             matte_kind};
   }
-  const RX_LinearBlendingTables tables = gamma_tables(2.2);
+  RX_LinearBlendingTablesPtr tables;
+  if (o.linear) tables = working_space_tables(profile_named(o.working_space));
   const RX_CompositeModePlus mode(mode_number, o.opacity, nullptr, o.keep_alpha, o.seed);
   const GE_LRect everywhere{0, 0, background.width(), background.height()};
 
   stop_if_interrupted();
   Progress progress("transform");
-  check_package(RX_TransformWorld(progress.info(), quality, 0, field, layer.def(), &mode, o.linear ? &tables : nullptr,
+  check_package(RX_TransformWorld(progress.info(), quality, 0, field, layer.def(), &mode, tables.get(),
                                   matte ? &mask : nullptr, matrices.data(), int32_t(matrices.size()), 1, everywhere,
                                   background.def()),
                 "transforming " + o.layer + " onto " + (o.canvas_given ? "the canvas" : o.background));
@@ -197,7 +198,10 @@ void add_transform(CLI::App& app, const Console&) {
   sub->add_option("--field", o->field, "all, even or odd lines")->capture_default_str();
   sub->add_flag("--keep-alpha", o->keep_alpha, "Change only the background's colour, not its alpha");
   sub->add_option("--seed", o->seed, "Seed of the dissolve mode")->capture_default_str();
-  sub->add_flag("--linear", o->linear, "Blend in linear light (a gamma 2.2 curve)");
+  sub->add_flag("--linear", o->linear, "Blend in linear light, on the working space's tone curve");
+  sub->add_option("--working-space", o->working_space,
+                  "The profile whose curve --linear follows: an ICC file or one of " + builtin_profile_list())
+      ->capture_default_str();
   sub->add_option("--depth", o->depth, "Working depth 8, 16 or 32 (default: the background's)")
       ->check(CLI::IsMember({8, 16, 32}));
   sub->add_flag("--premultiplied", o->premultiplied,

@@ -4,6 +4,9 @@
 #include "bridge/nex_client.h"
 
 #include <array>
+#include <vector>
+
+#include "bridge/nex_objects.h"
 
 namespace rx::nex {
 namespace {
@@ -46,21 +49,56 @@ constexpr MethodName kMemoryMethods[] = {
     {"Free", "NEXMemoryFreeProc"},
     {"Resize", "NEXMemoryResizeProc"},
 };
+constexpr MethodName kProgressMethods[] = {
+    {"NewNullProgress", "NEXProgressNewNullProgressProc"},
+    {"NewClientProgress", "NEXProgressNewClientProgressProc"},
+    {"AddRef", "NEXProgressAddRefProc"},
+    {"Release", "NEXProgressReleaseProc"},
+    {"Update", "NEXProgressUpdateProc"},
+};
+constexpr MethodName kCacheMethods[] = {
+    {"NewID", "NEXCacheNewIDProc"},
+    {"AddRef", "NEXCacheAddRefProc"},
+    {"Release", "NEXCacheReleaseProc"},
+    {"Equal", "NEXCacheEqualProc"},
+};
+constexpr MethodName kStreamFactoryMethods[] = {
+    {"NewMemoryStream", "NEXStreamFactoryNewMemoryStreamProc"},
+    {"AddRef", "NEXStreamFactoryAddRefProc"},
+    {"Release", "NEXStreamFactoryReleaseProc"},
+    {"Size", "NEXStreamFactorySizeProc"},
+    {"Read", "NEXStreamFactoryReadProc"},
+    {"Signature", "NEXStreamFactorySignatureProc"},
+};
 
 std::array<NEX_Proc, std::size(kContainerMethods)> g_container_procs{};
 std::array<NEX_Proc, std::size(kErrorMethods)> g_error_procs{};
 std::array<NEX_Proc, std::size(kStringMethods)> g_string_procs{};
 std::array<NEX_Proc, std::size(kMemoryMethods)> g_memory_procs{};
+std::array<NEX_Proc, std::size(kProgressMethods)> g_progress_procs{};
+std::array<NEX_Proc, std::size(kCacheMethods)> g_cache_procs{};
+std::array<NEX_Proc, std::size(kStreamFactoryMethods)> g_stream_procs{};
 
+// In the order of Interface; the first four are required.
 InterfaceTable g_tables[] = {
     {"NEXContainerInterface", kContainerMethods, std::size(kContainerMethods),
      g_container_procs.data()},
     {"NEXErrorInterface", kErrorMethods, std::size(kErrorMethods), g_error_procs.data()},
     {"NEXStringInterface", kStringMethods, std::size(kStringMethods), g_string_procs.data()},
     {"NEXMemoryInterface", kMemoryMethods, std::size(kMemoryMethods), g_memory_procs.data()},
+    {"NEXProgressInterface", kProgressMethods, std::size(kProgressMethods), g_progress_procs.data()},
+    {"NEXCacheInterface", kCacheMethods, std::size(kCacheMethods), g_cache_procs.data()},
+    {"NEXStreamFactoryInterface", kStreamFactoryMethods, std::size(kStreamFactoryMethods),
+     g_stream_procs.data()},
 };
+constexpr size_t kRequiredTables = 4;
 
 InterfaceTable& table(Interface which) { return g_tables[static_cast<int>(which)]; }
+
+std::vector<Client*>& clients() {
+  static std::vector<Client*> registered;
+  return registered;
+}
 
 template <class Proc>
 Proc basic(const char* name) {
@@ -69,7 +107,7 @@ Proc basic(const char* name) {
 
 }  // namespace
 
-NEX_Proc* InterfaceTable::acquire() {
+NEX_Proc* InterfaceTable::acquire(bool quiet) {
   if (!g_bridge.lookup || !g_bridge.unregister_count) return nullptr;
   const int32_t count_now = *g_bridge.unregister_count;
   if (filled_ && remembered_count_ == count_now) return procs_;
@@ -78,7 +116,7 @@ NEX_Proc* InterfaceTable::acquire() {
     procs_[i] = g_bridge.lookup(name_, methods_[i].short_name, methods_[i].registered_name);
     if (!procs_[i]) {
       procs_[0] = nullptr;
-      if (g_bridge.all_loaded) throw Error("Missing Interface", "NEX");
+      if (g_bridge.all_loaded && !quiet) throw CNEXError("Missing Interface", "NEX");
       return nullptr;
     }
   }
@@ -92,6 +130,8 @@ void InterfaceTable::clear() {
   remembered_count_ = -1;
   filled_ = false;
 }
+
+void register_client(Client* client) { clients().push_back(client); }
 
 bool connect(NEX_LookupProc lookup) {
   if (g_bridge.lookup) return true;
@@ -110,14 +150,21 @@ bool connect(NEX_LookupProc lookup) {
   }
   g_bridge.unregister_count = b.get_unregister_count_addr();
   g_bridge.all_loaded = false;
-  // In the order containers, errors, strings, memory.
-  for (InterfaceTable& t : g_tables) {
-    if (!t.acquire()) {
+  // In the order containers, errors, strings, memory. A table that stays
+  // empty is a missing interface: the connection fails.
+  for (size_t i = 0; i < kRequiredTables; ++i) {
+    if (!g_tables[i].acquire()) {
       disconnect();
       return false;
     }
   }
   g_bridge.all_loaded = true;
+  for (Client* c : clients()) {
+    if (!c->FinishSetup()) {
+      disconnect();
+      return false;
+    }
+  }
   g_bridge.up = true;
   return true;
 }
@@ -129,6 +176,16 @@ void disconnect() {
 
 bool connected() { return g_bridge.up; }
 
-NEX_Proc* methods(Interface which) { return table(which).acquire(); }
+NEX_Proc* methods(Interface which, bool quiet) { return table(which).acquire(quiet); }
 
 }  // namespace rx::nex
+
+NEX_Proc* RXp_NEXMethods(int32_t which) {
+  if (which < 0 || which > static_cast<int32_t>(rx::nex::Interface::StreamFactory)) return nullptr;
+  return rx::nex::methods(static_cast<rx::nex::Interface>(which));
+}
+
+NEX_Proc* RXp_NEXMethodsQuiet(int32_t which) {
+  if (which < 0 || which > static_cast<int32_t>(rx::nex::Interface::StreamFactory)) return nullptr;
+  return rx::nex::methods(static_cast<rx::nex::Interface>(which), true);
+}

@@ -4,9 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
-#include <string>
 
+#include "RX_Config.h"
 #include "TIN/NEX.h"
 
 namespace rx::nex {
@@ -28,10 +27,11 @@ class InterfaceTable {
 
   // The resolved methods, or null when one of them is missing (then the
   // first slot is nulled). After every interface has loaded, a missing one
-  // throws Error("Missing Interface").
-  NEX_Proc* acquire();
+  // throws CNEXError("Missing Interface", "NEX") unless quiet is set.
+  NEX_Proc* acquire(bool quiet = false);
   void clear();
   const char* name() const { return name_; }
+  size_t count() const { return count_; }
 
  private:
   const char* name_;
@@ -42,18 +42,15 @@ class InterfaceTable {
   bool filled_ = false;
 };
 
-// The bridge's exception: an error with a message and a component.
-class Error : public std::exception {
+// An object of the package that holds bridge state of its own (an
+// interface table, say): registered once, asked at each connection to
+// finish its setup, after every required interface is in.
+class Client {
  public:
-  Error(std::string message, std::string component)
-      : message_(std::move(message)), component_(std::move(component)) {}
-  const char* what() const noexcept override { return message_.c_str(); }
-  const std::string& component() const { return component_; }
-
- private:
-  std::string message_;
-  std::string component_;
+  virtual ~Client() = default;
+  virtual bool FinishSetup() = 0;
 };
+void register_client(Client* client);
 
 // Connects with the lookup routine: true when the five basic procedures and
 // the container, error, string and memory interfaces are all there.
@@ -62,8 +59,17 @@ bool connect(NEX_LookupProc lookup);
 void disconnect();
 bool connected();
 
-// The interfaces the package holds.
-enum class Interface { Container, Error, String, Memory };
-NEX_Proc* methods(Interface which);
+// The interfaces the package holds besides the colour engine's. The first
+// four are required at connection; the others are resolved when asked for.
+enum class Interface { Container, Error, String, Memory, Progress, Cache, StreamFactory };
+NEX_Proc* methods(Interface which, bool quiet = false);
 
 }  // namespace rx::nex
+
+// The methods of an interface for the bridge's client classes, which are
+// written inline over it (bridge/nex_objects.h): the values of
+// rx::nex::Interface. Null when the table cannot be had; after every
+// required interface has loaded, a missing one throws CNEXError.
+NEX_Proc* RXp_NEXMethods(int32_t which);
+// The same that never throws.
+NEX_Proc* RXp_NEXMethodsQuiet(int32_t which);

@@ -6,6 +6,7 @@
 #include "GE/GE.h"
 #include "JRNL/JRNL.h"
 #include "MIX/MIX.h"
+#include "RX_ColorManagement.h"
 #include "RX_Frame.h"
 #include "RX_Transfer.h"
 #include "TIN/TIN.h"
@@ -86,8 +87,14 @@ RX_Err RX_Death(void) {
   RXp_FreeBlendScratch();
   rx::uno::release_kernel_cache();  // the uno blur scans' kernel, kept between calls
   RX_DisposeMotionBlurScratch();
-  // The colour caches are released here, and only after a clean death so
-  // far, once colour settings exist; the package holds none yet.
+  // The colour caches only after a clean death so far; on a failure they
+  // are deliberately left alone.
+  if (result == RX_Result_OK) {
+    rx::protect([] {
+      RXp_ReleaseColourCaches();
+      return RX_Err{RX_Result_OK};
+    });
+  }
   rx::nex::disconnect();
   return result;
 }
