@@ -23,5 +23,6 @@
 #include "RX_Draw.h"
 #include "RX_GuessAlpha.h"
 #include "RX_Wireframe.h"
+#include "RX_Suites.h"
 
 #endif
