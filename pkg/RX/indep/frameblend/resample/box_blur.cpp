@@ -1,0 +1,219 @@
+// Repeated box blurs over float maps.
+#include "frameblend/resample/box_blur.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "frameblend/framework/operators.h"
+#include "frameblend/parallel/engine_threads.h"
+
+namespace RX_Engine {
+
+int32_t FnBoxAxis::margin(int32_t passes) const {
+  return ((fraction != 0.0f ? 1 : 0) + whole + 1) * std::max(passes, 0);
+}
+
+FnBoxAxis FnMakeBoxAxis(float radius) {
+  const float r = radius > 0.0f ? radius : 0.0f;
+  const float whole = std::floor(r);
+  const float fraction = r - whole;
+  const int32_t i = int32_t(whole);
+  return {i, fraction, 1.0f / (2.0f * whole + 1.0f + 2.0f * fraction),
+          i + (fraction != 0.0f ? 1 : 0)};
+}
+
+void FnBoxPass(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t hi,
+               const FnBoxAxis& axis, bool normalise) {
+  if (lo >= hi) return;
+  constexpr int32_t kMaxLanes = 64;
+  float sums[kMaxLanes];
+  const int32_t i = axis.whole;
+  const float f = axis.fraction;
+  const float k = axis.weight;
+  for (int32_t c = 0; c < lanes; ++c) {
+    float s = 0.0f;
+    for (int32_t t = -i; t <= i; ++t) s += src[(lo + t) * lanes + c];
+    sums[c] = s;
+  }
+  for (int32_t j = lo; j < hi; ++j) {
+    const float* centre = src + j * lanes;
+    float* out = dst + j * lanes;
+    if (f != 0.0f) {
+      const float* left = src + (j - i - 1) * lanes;
+      const float* right = src + (j + i + 1) * lanes;
+      for (int32_t c = 0; c < lanes; ++c) {
+        const float v = sums[c] + f * (left[c] + right[c]);
+        out[c] = normalise ? v * k : v;
+      }
+    } else {
+      for (int32_t c = 0; c < lanes; ++c) out[c] = normalise ? sums[c] * k : sums[c];
+    }
+    if (j + 1 < hi) {
+      const float* entering = src + (j + i + 1) * lanes;
+      const float* leaving = centre - i * lanes;
+      for (int32_t c = 0; c < lanes; ++c) sums[c] += entering[c] - leaving[c];
+    }
+  }
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise, ClampStore>::BlurGeneralGauss(
+    float radiusX, float radiusY, int32_t boxPasses, RX_FnInterruptContext* context)
+    : radiusX_(radiusX), radiusY_(radiusY), boxPasses_(boxPasses) {
+  this->setInterruptContext(context);
+  this->setPassCount(3);
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
+                 ClampStore>::~BlurGeneralGauss() {
+  releaseScratch();
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
+                      ClampStore>::releaseScratch() {
+  RX_VesperFree(scratch_);
+  scratch_ = nullptr;
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise, ClampStore>::begin() {
+  axisX_ = FnMakeBoxAxis(Horizontal ? radiusX_ : 0.0f);
+  axisY_ = FnMakeBoxAxis(Vertical ? radiusY_ : 0.0f);
+  marginX_ = axisX_.margin(boxPasses_);
+  marginY_ = axisY_.margin(boxPasses_);
+  const int32_t width = this->outputWidth() + 2 * marginX_;
+  const int32_t height = this->outputHeight() + 2 * marginY_;
+  releaseScratch();
+  // Per worker: two lines for the horizontal boxes, two strips of columns
+  // for the vertical ones.
+  scratchPerWorker_ = 2 * int64_t(width) + 2 * int64_t(height) * kStripLanes;
+  const int32_t workers = RX_EngineThreadTotal();
+  if (!extended_.allocate(width, height)) {
+    this->stopWith(RX_Result_OutOfMemory);
+    return;
+  }
+  scratch_ = static_cast<float*>(
+      RX_VesperAlloc(size_t(scratchPerWorker_) * size_t(workers) * sizeof(float)));
+  if (!scratch_) {
+    extended_.release();
+    this->stopWith(RX_Result_OutOfMemory);
+  }
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise, ClampStore>::end() {
+  extended_.release();
+  releaseScratch();
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+float* BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
+                        ClampStore>::workerScratch() const {
+  return scratch_ + scratchPerWorker_ * (this->onWorkers() ? RX_EngineThreadIndex() : 0);
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
+                      ClampStore>::sampleRows() {
+  if (!extended_.pixels() || !scratch_) return;
+  switch (this->passIndex()) {
+    case kPhaseTake: takeRows(); break;
+    case kPhaseHorizontal: horizontalRows(); break;
+    default: verticalColumns(); break;
+  }
+}
+
+// The input at every cell of the extended map, through its border rules.
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise, ClampStore>::takeRows() {
+  const auto& in = *this->input_;
+  const FnRowSlice rows = FnSliceRowsForCaller(0, extended_.height(), this->onWorkers());
+  const float background = in.background();
+  for (int32_t row = rows.first; row < rows.end; ++row) {
+    if (this->pollStop()) return;
+    SimpleLineCopier::copyLine(in, row - marginY_, -marginX_, extended_.width() - marginX_,
+                               extended_.row(row) + marginX_, SimpleLineCopier::PlainCopy{},
+                               [background](float& dst) { dst = background; });
+  }
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
+                      ClampStore>::horizontalRows() {
+  if (!Horizontal || boxPasses_ <= 0) return;
+  const int32_t length = extended_.width();
+  const FnRowSlice rows = FnSliceRowsForCaller(0, extended_.height(), this->onWorkers());
+  float* spare = workerScratch();
+  for (int32_t row = rows.first; row < rows.end; ++row) {
+    if (this->pollStop()) return;
+    float* line = extended_.row(row);
+    float* src = line;
+    float* dst = spare;
+    for (int32_t pass = 1; pass <= boxPasses_; ++pass) {
+      FnBoxPass(src, dst, 1, pass * axisX_.support, length - pass * axisX_.support, axisX_,
+                Normalise != 0);
+      std::swap(src, dst);
+    }
+    if (src != line) std::memcpy(line, src, size_t(length) * sizeof(float));
+  }
+}
+
+template <class Px, class Interp, int Scale, int Horizontal, int Vertical, int Normalise,
+          int ClampStore>
+void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
+                      ClampStore>::verticalColumns() {
+  auto& out = *this->output();
+  const bool narrow = this->flags() & Imager::kFlagNarrow;
+  const int32_t x_first = narrow ? this->regionXFirst() : 0;
+  const int32_t x_end = narrow ? this->regionXEnd() : this->outputWidth();
+  const int32_t y_first = narrow ? this->regionYFirst() : 0;
+  const int32_t y_end = narrow ? this->regionYEnd() : this->outputHeight();
+  if (y_first >= y_end) return;
+  const FnRowSlice columns = FnSliceRowsForCaller(x_first, x_end, this->onWorkers());
+  // Strip rows cover output rows y_first - margin .. y_end + margin.
+  const int32_t length = (y_end - y_first) + 2 * marginY_;
+  float* strip = workerScratch() + 2 * extended_.width();
+  float* spare = strip + int64_t(extended_.height()) * kStripLanes;
+  for (int32_t x0 = columns.first; x0 < columns.end; x0 += kStripLanes) {
+    if (this->pollStop()) return;
+    const int32_t lanes = std::min(kStripLanes, columns.end - x0);
+    for (int32_t j = 0; j < length; ++j) {
+      std::memcpy(strip + j * lanes, extended_.row(y_first + j) + marginX_ + x0,
+                  size_t(lanes) * sizeof(float));
+    }
+    float* src = strip;
+    float* dst = spare;
+    if (Vertical) {
+      for (int32_t pass = 1; pass <= boxPasses_; ++pass) {
+        FnBoxPass(src, dst, lanes, pass * axisY_.support, length - pass * axisY_.support, axisY_,
+                  Normalise != 0);
+        std::swap(src, dst);
+      }
+    }
+    for (int32_t y = y_first; y < y_end; ++y) {
+      const float* values = src + (y - y_first + marginY_) * lanes;
+      float* row = out.row(y) + x0;
+      for (int32_t c = 0; c < lanes; ++c) {
+        float v = values[c];
+        if (ClampStore) v = v < 0.0f ? 0.0f : v > float(Scale) ? float(Scale) : v;
+        row[c] = v;
+      }
+    }
+  }
+}
+
+template class BlurGeneralGauss<float, float, 1, 1, 1, 1, 0>;
+
+}  // namespace RX_Engine
