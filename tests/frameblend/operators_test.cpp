@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "engine_test_support.h"
+#include "map_reference.h"
 #include "frameblend/framework/operators.h"
 #include "rx_test_support.h"
 
@@ -13,24 +14,7 @@ namespace {
 using namespace RX_Engine;
 using enginetest::EngineTest;
 
-int32_t plain_cell(const FnTexAxis& a, int32_t p) {
-  const int32_t c = a.count, d = p - a.first;
-  switch (a.borderMode) {
-    case kBorderClamp: return a.first + std::clamp(d, 0, c - 1);
-    case kBorderMirror: {
-      const int32_t m = ((d % (2 * c)) + 2 * c) % (2 * c);
-      return a.first + (m < c ? m : 2 * c - 1 - m);
-    }
-    case kBorderWrap: return a.first + ((d % c) + c) % c;
-    default: return d >= 0 && d < c ? p : -1;
-  }
-}
-
-template <class Map>
-typename Map::Pixel plain_read(const Map& map, int32_t x, int32_t y) {
-  const int32_t cx = plain_cell(map.xAxis(), x), cy = plain_cell(map.yAxis(), y);
-  return cx < 0 || cy < 0 ? map.background() : map.cell(cx, cy);
-}
+using enginetest::plain_read;
 
 TEST_F(EngineTest, CopySamplerReadsEveryCellThroughTheInputsRules) {
   enginetest::Random random;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "engine_test_support.h"
+#include "map_reference.h"
 #include "frameblend/maps/texture.h"
 #include "rx_test_support.h"
 
@@ -13,45 +14,7 @@ namespace {
 using namespace RX_Engine;
 using enginetest::EngineTest;
 
-// The border rules again, plainly, for the references below.
-int32_t plain_cell(const FnTexAxis& a, int32_t p) {
-  const int32_t c = a.count;
-  if (c <= 0) return -1;
-  const int32_t d = p - a.first;
-  switch (a.borderMode) {
-    case kBorderClamp:
-      return a.first + std::clamp(d, 0, c - 1);
-    case kBorderMirror: {
-      const int32_t m = ((d % (2 * c)) + 2 * c) % (2 * c);
-      return a.first + (m < c ? m : 2 * c - 1 - m);
-    }
-    case kBorderWrap:
-      return a.first + ((d % c) + c) % c;
-    default:
-      return d >= 0 && d < c ? p : -1;
-  }
-}
-
-// Bilinear as the maps define it: cell floor(x - 0.5 - origin), rows mixed
-// first (the upper row first), (b - a) t + a in f32.
-template <class Map>
-auto plain_bilinear(const Map& map, float x, float y) {
-  using Traits = typename Map::Traits;
-  const float fx = x - 0.5f - map.xAxis().floatOrigin;
-  const float fy = y - 0.5f - map.yAxis().floatOrigin;
-  const int32_t ix = int32_t(std::floor(fx));
-  const int32_t iy = int32_t(std::floor(fy));
-  const float tx = fx - std::floor(fx);
-  const float ty = fy - std::floor(fy);
-  const auto at = [&](int32_t px, int32_t py) {
-    const int32_t cx = plain_cell(map.xAxis(), px);
-    const int32_t cy = plain_cell(map.yAxis(), py);
-    return Traits::toInterp(cx < 0 || cy < 0 ? map.background() : map.cell(cx, cy));
-  };
-  const auto top = Traits::lerp(at(ix, iy), at(ix + 1, iy), tx);
-  const auto bottom = Traits::lerp(at(ix, iy + 1), at(ix + 1, iy + 1), tx);
-  return Traits::lerp(top, bottom, ty);
-}
+using enginetest::plain_bilinear;
 
 template <class V>
 void expect_same(const V& a, const V& b) {

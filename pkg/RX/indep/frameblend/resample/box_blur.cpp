@@ -39,6 +39,10 @@ void FnBoxPass(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t 
   for (int32_t j = lo; j < hi; ++j) {
     const float* centre = src + j * lanes;
     float* out = dst + j * lanes;
+    // A one-tap centre is read, not carried: radius 0 stays an exact copy.
+    if (i == 0) {
+      for (int32_t c = 0; c < lanes; ++c) sums[c] = centre[c];
+    }
     if (f != 0.0f) {
       const float* left = src + (j - i - 1) * lanes;
       const float* right = src + (j + i + 1) * lanes;
@@ -49,7 +53,7 @@ void FnBoxPass(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t 
     } else {
       for (int32_t c = 0; c < lanes; ++c) out[c] = normalise ? sums[c] * k : sums[c];
     }
-    if (j + 1 < hi) {
+    if (i > 0 && j + 1 < hi) {
       const float* entering = src + (j + i + 1) * lanes;
       const float* leaving = centre - i * lanes;
       for (int32_t c = 0; c < lanes; ++c) sums[c] += entering[c] - leaving[c];

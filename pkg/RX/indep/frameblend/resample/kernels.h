@@ -2,7 +2,8 @@
 // the samplers that convolve with them. The kernel family: taps at offsets
 // j = -n..n (n = ceil(radius)) from the cell nearest the sample position,
 // weight exp(-d^2 / (2 (radius/2)^2)) at distance d = j - phase for
-// d within the radius, normalised to sum 1; radius 0 is the one tap 1.
+// d within the radius, normalised to sum 1; radius 0, or no tap within
+// the radius, is the centre tap 1 alone.
 #pragma once
 
 #include <cstdint>
