@@ -197,7 +197,9 @@ TEST(EngineSlices, RowsAreCutInCeilingChunksAndTheLastRunsToTheEnd) {
       const RX_Engine::FnRowSlice s = RX_Engine::FnSliceRows(0, rows, i, workers);
       const int32_t chunk = (rows + workers - 1) / workers;
       EXPECT_EQ(s.first, std::min(rows, i * chunk));
-      if (i == workers - 1) EXPECT_EQ(s.end, rows);
+      if (i == workers - 1) {
+        EXPECT_EQ(s.end, rows);
+      }
       EXPECT_EQ(s.first, next);
       covered += s.end - s.first;
       next = s.end;

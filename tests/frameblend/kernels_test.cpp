@@ -122,7 +122,9 @@ TEST_F(EngineTest, ManagerGivesEveryWorkerItsOwnPairSizedByTheRadii) {
   for (int32_t w = 0; w < 8; ++w) {
     EXPECT_EQ(manager.x(w).count(), 7);
     EXPECT_EQ(manager.y(w).count(), 3);
-    if (w > 0) EXPECT_NE(manager.x(w).taps(), manager.x(w - 1).taps());
+    if (w > 0) {
+      EXPECT_NE(manager.x(w).taps(), manager.x(w - 1).taps());
+    }
   }
   ASSERT_TRUE(manager.setRadii(0.0f, 4.0f));
   EXPECT_EQ(manager.x(3).count(), 1);

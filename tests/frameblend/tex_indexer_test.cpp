@@ -127,7 +127,9 @@ TEST(BorderRules, BilinearPairIsTwoNeighboursAndAdjacentInside) {
       EXPECT_EQ(pair.lower, reference_cell(mode, 2, 5, p));
       EXPECT_EQ(pair.upper, reference_cell(mode, 2, 5, p + 1));
       EXPECT_EQ(pair.adjacent, pair.lower != kNoCell && pair.upper == pair.lower + 1);
-      if (p >= 2 && p < 6) EXPECT_TRUE(pair.adjacent);
+      if (p >= 2 && p < 6) {
+        EXPECT_TRUE(pair.adjacent);
+      }
     }
   }
   const FnAxisPair edge = FnAxisBilinearPair(axis_of(9, 2, 6, kBorderClamp), 6);

@@ -53,8 +53,7 @@ int32_t FnAxisWrap(const FnTexAxis& axis, int32_t p) {
   }
 }
 
-FnAxisPair FnAxisBilinearPair(const FnTexAxis& axis, int32_t p) {
-  if (p >= axis.first && p < axis.last) return {p, p + 1, true};
+FnAxisPair FnAxisBilinearPairAtEdge(const FnTexAxis& axis, int32_t p) {
   const int32_t lower = FnAxisWrap(axis, p);
   const int32_t upper = p == INT32_MAX ? lower : FnAxisWrap(axis, p + 1);
   return {lower, upper, lower != kNoCell && upper == lower + 1};

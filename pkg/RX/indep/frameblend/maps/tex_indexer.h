@@ -49,7 +49,12 @@ struct FnAxisPair {
   int32_t upper;
   bool adjacent;
 };
-FnAxisPair FnAxisBilinearPair(const FnTexAxis& axis, int32_t p);
+FnAxisPair FnAxisBilinearPairAtEdge(const FnTexAxis& axis, int32_t p);
+// Inside the region, the common case, without a call.
+inline FnAxisPair FnAxisBilinearPair(const FnTexAxis& axis, int32_t p) {
+  if (p >= axis.first && p < axis.last) return {p, p + 1, true};
+  return FnAxisBilinearPairAtEdge(axis, p);
+}
 
 // From position p: the cell, the step to the next position's cell (1, 0 or
 // -1) and how many positions keep that rule. With border none left of the

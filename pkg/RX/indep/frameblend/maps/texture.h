@@ -156,17 +156,20 @@ class FnTexture : public FnTexIndexer {
     const float floor_y = std::floor(fy);
     const float tx = fx - floor_x;
     const float ty = fy - floor_y;
-    const FnAxisPair px = FnAxisBilinearPair(x_, fn_floor_index(floor_x));
-    const FnAxisPair py = FnAxisBilinearPair(y_, fn_floor_index(floor_y));
+    const int32_t ix = fn_floor_index(floor_x);
+    const int32_t iy = fn_floor_index(floor_y);
     Interp c00, c10, c01, c11;
-    if (px.adjacent && py.adjacent && pixels_) {
-      const Px* upper_row = row(py.lower) + px.lower;
-      const Px* lower_row = row(py.upper) + px.lower;
+    if (ix >= x_.first && ix < x_.last && iy >= y_.first && iy < y_.last && pixels_) {
+      // Both pairs adjacent: the four cells directly.
+      const Px* upper_row = row(iy) + ix;
+      const Px* lower_row = row(iy + 1) + ix;
       c00 = Traits::toInterp(upper_row[0]);
       c10 = Traits::toInterp(upper_row[1]);
       c01 = Traits::toInterp(lower_row[0]);
       c11 = Traits::toInterp(lower_row[1]);
     } else {
+      const FnAxisPair px = FnAxisBilinearPair(x_, ix);
+      const FnAxisPair py = FnAxisBilinearPair(y_, iy);
       c00 = Traits::toInterp(pairCell(px.lower, py.lower));
       c10 = Traits::toInterp(pairCell(px.upper, py.lower));
       c01 = Traits::toInterp(pairCell(px.lower, py.upper));

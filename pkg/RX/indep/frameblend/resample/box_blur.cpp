@@ -23,14 +23,16 @@ FnBoxAxis FnMakeBoxAxis(float radius) {
           i + (fraction != 0.0f ? 1 : 0)};
 }
 
-void FnBoxPass(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t hi,
-               const FnBoxAxis& axis, bool normalise) {
-  if (lo >= hi) return;
+namespace {
+
+// The box over lanes interleaved lines, lane by lane.
+void box_pass_any(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t hi,
+                  const FnBoxAxis& axis, bool normalise) {
   constexpr int32_t kMaxLanes = 64;
   float sums[kMaxLanes];
   const int32_t i = axis.whole;
   const float f = axis.fraction;
-  const float k = axis.weight;
+  const float k = normalise ? axis.weight : 1.0f;
   for (int32_t c = 0; c < lanes; ++c) {
     float s = 0.0f;
     for (int32_t t = -i; t <= i; ++t) s += src[(lo + t) * lanes + c];
@@ -46,18 +48,72 @@ void FnBoxPass(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t 
     if (f != 0.0f) {
       const float* left = src + (j - i - 1) * lanes;
       const float* right = src + (j + i + 1) * lanes;
-      for (int32_t c = 0; c < lanes; ++c) {
-        const float v = sums[c] + f * (left[c] + right[c]);
-        out[c] = normalise ? v * k : v;
-      }
+      for (int32_t c = 0; c < lanes; ++c) out[c] = (sums[c] + f * (left[c] + right[c])) * k;
     } else {
-      for (int32_t c = 0; c < lanes; ++c) out[c] = normalise ? sums[c] * k : sums[c];
+      for (int32_t c = 0; c < lanes; ++c) out[c] = sums[c] * k;
     }
     if (i > 0 && j + 1 < hi) {
       const float* entering = src + (j + i + 1) * lanes;
       const float* leaving = centre - i * lanes;
       for (int32_t c = 0; c < lanes; ++c) sums[c] += entering[c] - leaving[c];
     }
+  }
+}
+
+// The same over 16 lanes in four vectors of four: every lane does the very
+// operations of the form above, so the results are the same bits.
+using Vec4 = float __attribute__((vector_size(16)));
+struct Lanes16 {
+  Vec4 v[4];
+};
+
+inline Lanes16 load16(const float* p) {
+  Lanes16 r;
+  __builtin_memcpy(&r, p, sizeof r);
+  return r;
+}
+inline void store16(float* p, const Lanes16& r) { __builtin_memcpy(p, &r, sizeof r); }
+
+void box_pass_16(const float* src, float* dst, int32_t lo, int32_t hi, const FnBoxAxis& axis,
+                 bool normalise) {
+  constexpr int32_t kLanes = 16;
+  const int32_t i = axis.whole;
+  const float f = axis.fraction;
+  const float k = normalise ? axis.weight : 1.0f;
+  Lanes16 sums = {};
+  for (int32_t t = -i; t <= i; ++t) {
+    const Lanes16 v = load16(src + (lo + t) * kLanes);
+    for (int32_t q = 0; q < 4; ++q) sums.v[q] += v.v[q];
+  }
+  for (int32_t j = lo; j < hi; ++j) {
+    const float* centre = src + j * kLanes;
+    if (i == 0) sums = load16(centre);
+    Lanes16 out;
+    if (f != 0.0f) {
+      const Lanes16 left = load16(src + (j - i - 1) * kLanes);
+      const Lanes16 right = load16(src + (j + i + 1) * kLanes);
+      for (int32_t q = 0; q < 4; ++q) out.v[q] = (sums.v[q] + f * (left.v[q] + right.v[q])) * k;
+    } else {
+      for (int32_t q = 0; q < 4; ++q) out.v[q] = sums.v[q] * k;
+    }
+    store16(dst + j * kLanes, out);
+    if (i > 0 && j + 1 < hi) {
+      const Lanes16 entering = load16(src + (j + i + 1) * kLanes);
+      const Lanes16 leaving = load16(centre - i * kLanes);
+      for (int32_t q = 0; q < 4; ++q) sums.v[q] += entering.v[q] - leaving.v[q];
+    }
+  }
+}
+
+}  // namespace
+
+void FnBoxPass(const float* src, float* dst, int32_t lanes, int32_t lo, int32_t hi,
+               const FnBoxAxis& axis, bool normalise) {
+  if (lo >= hi) return;
+  if (lanes == 16) {
+    box_pass_16(src, dst, lo, hi, axis, normalise);
+  } else {
+    box_pass_any(src, dst, lanes, lo, hi, axis, normalise);
   }
 }
 
@@ -95,9 +151,8 @@ void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise, ClampS
   const int32_t width = this->outputWidth() + 2 * marginX_;
   const int32_t height = this->outputHeight() + 2 * marginY_;
   releaseScratch();
-  // Per worker: two lines for the horizontal boxes, two strips of columns
-  // for the vertical ones.
-  scratchPerWorker_ = 2 * int64_t(width) + 2 * int64_t(height) * kStripLanes;
+  // Per worker: two strips of lines, long enough for rows and for columns.
+  scratchPerWorker_ = 2 * int64_t(std::max(width, height)) * kStripLanes;
   const int32_t workers = RX_EngineThreadTotal();
   if (!extended_.allocate(width, height)) {
     this->stopWith(RX_Result_OutOfMemory);
@@ -159,18 +214,29 @@ void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
   if (!Horizontal || boxPasses_ <= 0) return;
   const int32_t length = extended_.width();
   const FnRowSlice rows = FnSliceRowsForCaller(0, extended_.height(), this->onWorkers());
-  float* spare = workerScratch();
-  for (int32_t row = rows.first; row < rows.end; ++row) {
+  // Rows go through the boxes kStripLanes at a time, interleaved; each
+  // row's sums are its own, so the grouping does not change a bit.
+  float* strip = workerScratch();
+  float* spare = strip + scratchPerWorker_ / 2;
+  for (int32_t row0 = rows.first; row0 < rows.end; row0 += kStripLanes) {
     if (this->pollStop()) return;
-    float* line = extended_.row(row);
-    float* src = line;
+    const int32_t lanes = std::min(kStripLanes, rows.end - row0);
+    for (int32_t c = 0; c < lanes; ++c) {
+      const float* line = extended_.row(row0 + c);
+      for (int32_t j = 0; j < length; ++j) strip[j * lanes + c] = line[j];
+    }
+    float* src = strip;
     float* dst = spare;
     for (int32_t pass = 1; pass <= boxPasses_; ++pass) {
-      FnBoxPass(src, dst, 1, pass * axisX_.support, length - pass * axisX_.support, axisX_,
+      FnBoxPass(src, dst, lanes, pass * axisX_.support, length - pass * axisX_.support, axisX_,
                 Normalise != 0);
       std::swap(src, dst);
     }
-    if (src != line) std::memcpy(line, src, size_t(length) * sizeof(float));
+    const int32_t margin = boxPasses_ * axisX_.support;
+    for (int32_t c = 0; c < lanes; ++c) {
+      float* line = extended_.row(row0 + c);
+      for (int32_t j = margin; j < length - margin; ++j) line[j] = src[j * lanes + c];
+    }
   }
 }
 
@@ -188,8 +254,8 @@ void BlurGeneralGauss<Px, Interp, Scale, Horizontal, Vertical, Normalise,
   const FnRowSlice columns = FnSliceRowsForCaller(x_first, x_end, this->onWorkers());
   // Strip rows cover output rows y_first - margin .. y_end + margin.
   const int32_t length = (y_end - y_first) + 2 * marginY_;
-  float* strip = workerScratch() + 2 * extended_.width();
-  float* spare = strip + int64_t(extended_.height()) * kStripLanes;
+  float* strip = workerScratch();
+  float* spare = strip + scratchPerWorker_ / 2;
   for (int32_t x0 = columns.first; x0 < columns.end; x0 += kStripLanes) {
     if (this->pollStop()) return;
     const int32_t lanes = std::min(kStripLanes, columns.end - x0);
