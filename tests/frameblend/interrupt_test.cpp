@@ -122,6 +122,37 @@ TEST_F(EngineTest, AbortOnWorkerZeroStopsEveryWorkerAtItsNextRow) {
   EXPECT_TRUE(reports.errors().empty());
 }
 
+// Worker 1 throws at its first row; the others write all their rows.
+class ThrowingRows : public Generator<FnFloatMap> {
+ public:
+  using Generator<FnFloatMap>::Generator;
+  void generateRows() override {
+    const FnRowRange range = rowRange();
+    if (RX_EngineThreadIndex() == 1) throw RX_Err{7};
+    forEachRow(range, [&](int32_t y) {
+      for (int32_t x = range.xFirst; x < range.xEnd; ++x) output()->cell(x, y) = 1.0f;
+    });
+  }
+  void end() override { ended = true; }
+  bool ended = false;
+};
+
+TEST_F(EngineTest, OperatorWithAThrowingWorkerGoesOnWithPartialRows) {
+  enginetest::use_workers(enginetest::kTwo);
+  RX_FnInterruptContext context = enginetest::make_context();
+  FnFloatMap map(3, 10);
+  enginetest::fill_map(map, [](int32_t, int32_t) { return 0.0f; });
+  ThrowingRows rows(&context);
+  rows.setPassCount(2);
+  rows.process(&map);
+  EXPECT_TRUE(rows.ended);
+  EXPECT_EQ(context.stop, 0);  // nothing stops unless the operator says so
+  // The thrower answers 516 (worker 0 may have finished before it threw).
+  ASSERT_EQ(enginetest::last_worker_results().size(), 2u);
+  EXPECT_EQ(enginetest::last_worker_results()[1], RX_Result_BadCallbackParam);
+  for (int32_t y = 0; y < 10; ++y) EXPECT_EQ(map.cell(0, y), y < 5 ? 1.0f : 0.0f) << y;
+}
+
 TEST_F(EngineTest, AbortCodeIsKeptAndNothingIsReported) {
   rxtest::ReportCapture reports;
   AbortRecord record;
