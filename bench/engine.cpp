@@ -175,7 +175,12 @@ void BM_Pyramid(benchmark::State& state) {
   state.counters["MPix/s"] = benchmark::Counter(double(kWidth) * kHeight * 1e-6,
                                                 benchmark::Counter::kIsIterationInvariantRate);
 }
-BENCHMARK(BM_Pyramid)->ArgName("workers")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+// The machine is shared: with --benchmark_repetitions the best run is the
+// figure to read.
+double best(const std::vector<double>& runs) { return *std::min_element(runs.begin(), runs.end()); }
+
+BENCHMARK(BM_Pyramid)->ArgName("workers")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)
+    ->ComputeStatistics("min", best);
 
 void BM_BoxBlur(benchmark::State& state) {
   const Engine engine(int32_t(state.range(0)));
@@ -190,7 +195,8 @@ void BM_BoxBlur(benchmark::State& state) {
   state.counters["MPix/s"] = benchmark::Counter(double(kWidth) * kHeight * 1e-6,
                                                 benchmark::Counter::kIsIterationInvariantRate);
 }
-BENCHMARK(BM_BoxBlur)->ArgName("workers")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BoxBlur)->ArgName("workers")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)
+    ->ComputeStatistics("min", best);
 
 }  // namespace
 
