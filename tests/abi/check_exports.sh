@@ -6,7 +6,7 @@ status=0
 for lib in "$@"; do
   bad=$(nm -D --defined-only "$lib" | awk '{print $3}' | c++filt |
         grep -Ev '^(RX_|RXp_|KO_|KOp_|GE_|ZW_|ZWp_|MIX_|SEQ_|ADDN_|DSK_|TIN_|JRNL_|SHIM_|WRD_|ZQFX_|RXHost_)' |
-        grep -Ev '^(typeinfo for |typeinfo name for |vtable for |VTT for |construction vtable for )RX_' |
+        grep -Ev '^(typeinfo for |typeinfo name for |vtable for )RX_' |
         grep -Ev '^[A-Za-z0-9_:<>*& ]+ RX_[A-Za-z0-9_]+<' |
         grep -v '^$' || true)
   if [ -n "$bad" ]; then

@@ -11,8 +11,6 @@
 #include "frameblend/maps/texture.h"
 #include "frameblend/parallel/interrupt.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // The rows (first, end, step) and columns (first, end) a rows operation
@@ -207,4 +205,3 @@ class Combiner : public virtual Imager {
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

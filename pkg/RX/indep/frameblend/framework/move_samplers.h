@@ -14,8 +14,6 @@
 #include "frameblend/framework/imager.h"
 #include "frameblend/maps/map_stack.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // Point kernels at a continuous position of a map's own frame, in the
@@ -282,4 +280,3 @@ extern template class FnMoveSampler<HvVec2, HvVec2, 1>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

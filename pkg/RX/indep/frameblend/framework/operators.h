@@ -14,8 +14,6 @@
 #include "frameblend/framework/imager.h"
 #include "frameblend/parallel/engine_threads.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // One row of an input, read through its border rules into cells x0..x1 of
@@ -433,4 +431,3 @@ extern template class FnMeanCalculator<float, float, float, 1>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

@@ -13,8 +13,6 @@
 #include "RX_Config.h"
 #include "worlds/value_conversions.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // The x of a vector that marks no vector at its cell.
@@ -246,4 +244,3 @@ Px fn_store(const FnInterpOf<Px>& v) {
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

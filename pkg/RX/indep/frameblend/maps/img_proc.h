@@ -10,8 +10,6 @@
 #include "frameblend/maps/tex_indexer.h"
 #include "frameblend/parallel/interrupt.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 class FnImgProc : public FnInteruptable {
@@ -131,4 +129,3 @@ class FnRegionStack {
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

@@ -12,8 +12,6 @@
 #include "RX_Config.h"
 #include "frameblend/maps/texture.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // Two levels and the weight of the upper one.
@@ -125,4 +123,3 @@ extern template class FnMapStack<FnPixelFloat, FnPixelFloat>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

@@ -7,8 +7,6 @@
 
 #include "RX_Config.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 struct FnMatrix3 {
@@ -112,4 +110,3 @@ struct FnMatrix4 {
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

@@ -8,8 +8,6 @@
 
 #include "RX_Config.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 enum FnBorderMode : int32_t {
@@ -99,4 +97,3 @@ class FnTexIndexer {
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

@@ -17,8 +17,6 @@
 #include "frameblend/maps/tex_indexer.h"
 #include "frameblend/parallel/vesper_memory.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // Floor positions beyond this are as far outside as any map can reach.
@@ -251,4 +249,3 @@ extern template class FnTexture<FnRGBFloat, FnRGBFloat>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

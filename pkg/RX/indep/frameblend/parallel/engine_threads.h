@@ -11,8 +11,6 @@
 #include "RX_Config.h"
 #include "RX_Results.h"
 
-RX_VISIBLE_BEGIN
-
 // Entries of the worker id table; workers numbered beyond it take no part.
 inline constexpr int32_t RX_EngineMaxWorkers = 256;
 // Arguments carried to a dispatched function.
@@ -51,4 +49,3 @@ bool RX_EngineParallelRun(RX_EngineWorkFunc func, int32_t arg_count, ...);
 // a host whose worker count changed between renders.
 void RXp_EngineForgetThreadCount();
 
-RX_VISIBLE_END

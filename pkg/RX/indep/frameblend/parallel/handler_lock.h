@@ -12,8 +12,6 @@
 
 #include "RX_Config.h"
 
-RX_VISIBLE_BEGIN
-
 class RX_RecursiveTimedLock {
  public:
   RX_RecursiveTimedLock() = default;
@@ -57,4 +55,3 @@ class RX_RecursiveTimedLock {
 // The one lock of the engine, made at first use.
 RX_RecursiveTimedLock& RX_HandlerLock();
 
-RX_VISIBLE_END

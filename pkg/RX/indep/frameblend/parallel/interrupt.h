@@ -9,8 +9,6 @@
 #include "RX_Config.h"
 #include "RX_Results.h"
 
-RX_VISIBLE_BEGIN
-
 struct RX_FnInterruptContext {
   void* refcon;
   RX_AbortFunc abortFunc;
@@ -96,4 +94,3 @@ class FnMultiProcessor : public FnInteruptable {
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

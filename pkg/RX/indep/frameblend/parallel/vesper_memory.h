@@ -6,10 +6,7 @@
 
 #include "RX_Config.h"
 
-RX_VISIBLE_BEGIN
-
 // Null when the host has no memory (the host reports it).
 void* RX_VesperAlloc(size_t size);
 void RX_VesperFree(void* block);
 
-RX_VISIBLE_END

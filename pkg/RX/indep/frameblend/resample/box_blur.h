@@ -13,8 +13,6 @@
 #include "RX_Config.h"
 #include "frameblend/framework/imager.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // The box of one axis.
@@ -79,4 +77,3 @@ extern template class BlurGeneralGauss<float, float, 1, 1, 1, 1, 0>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

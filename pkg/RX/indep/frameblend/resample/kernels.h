@@ -11,8 +11,6 @@
 #include "RX_Config.h"
 #include "frameblend/framework/imager.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 // Taps of a kernel of radius r: 2 ceil(r) + 1 for positive r, else 1.
@@ -199,4 +197,3 @@ extern template class BiKernelSampler<float, float>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

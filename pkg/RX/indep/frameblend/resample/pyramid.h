@@ -11,8 +11,6 @@
 #include "frameblend/framework/imager.h"
 #include "frameblend/maps/map_stack.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 template <class Px, class Interp, int Scale>
@@ -86,4 +84,3 @@ extern template class FnFilteredPyramidAlpha<float, float, 1>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END

@@ -11,8 +11,6 @@
 #include "RX_Config.h"
 #include "frameblend/framework/operators.h"
 
-RX_VISIBLE_BEGIN
-
 namespace RX_Engine {
 
 template <class Px, class Interp = FnInterpOf<Px>>
@@ -100,4 +98,3 @@ extern template class FnImageZoomSampler<float, float>;
 
 }  // namespace RX_Engine
 
-RX_VISIBLE_END
