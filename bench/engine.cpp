@@ -6,10 +6,16 @@
 // from a small pool of the benchmark's own installed in slot 53 (the
 // caller is worker 0; the others wait on a condition between dispatches).
 //
-// Measured on the shared 2-core machine, best of five runs each
-// (RelWithDebInfo, --benchmark_repetitions=5, min of the repetitions):
-//   pyramid, 4 levels:      1 worker 14.6 ms, 2 workers  8.0 ms, speed-up 1.83
-//   box blur, 3 x r 5/3:    1 worker 12.3 ms, 2 workers  6.6 ms, speed-up 1.86
+// Measured on the shared 2-core machine in a quiet moment (load average
+// 0.7, nothing else running), RelWithDebInfo, --benchmark_repetitions=7,
+// best of the repetitions, two runs:
+//   pyramid, 4 levels:    1 worker 31.7 / 32.3 ms, 2 workers 17.8 / 18.9 ms,
+//                         speed-up 1.78 / 1.71 (medians 1.66)
+//   box blur, 3 x r 5/3:  1 worker 17.1 / 18.0 ms, 2 workers 8.64 / 8.49 ms,
+//                         speed-up 1.98 / 2.12
+// The pyramid's serial share is its per-level allocations (fresh pages for
+// each temporary) and the smaller levels' dispatch overhead. Under load the
+// wall times say nothing: read the CPU column then.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
