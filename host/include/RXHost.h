@@ -91,6 +91,17 @@ HOST_API int32_t RXHost_FCMDReferenceCount(void);
 HOST_API int32_t RXHost_InstalledScanCount(void);
 HOST_API int32_t RXHost_InstalledScan(int32_t index, uint32_t* routine_type, uint32_t* file_type,
                                       void** scan, void** finish);
+/* The suite registry: how many suites are registered, and the fields of
+   the one at index in the order of registration (0, or KO_Err_Internal for
+   an index out of range; any out pointer may be null; acquired counts the
+   uses not yet released). */
+HOST_API int32_t RXHost_SuiteCount(void);
+HOST_API int32_t RXHost_SuiteAt(int32_t index, const char** name, int32_t* major_version,
+                                int32_t* minor_version, int32_t* count, const void** functions,
+                                int32_t* acquired);
+/* Empties the suite registry, as before the first plug-in scan, so that a
+   test can register the suites again. */
+HOST_API void RXHost_ForgetSuites(void);
 /* Makes TIN_GetNEXAddressProc fail with the code, or the lookup miss an
    interface ("NEX", "NEXErrorInterface", ...); null restores it. */
 HOST_API void RXHost_SetNEXFailure(HOST_Err tin_error, const char* missing_interface);

@@ -31,5 +31,6 @@
 #include "RX_Transform.h"
 #include "RX_BlendHelpers.h"
 #include "RX_ColorManagement.h"
+#include "RX_Suites.h"
 
 #endif

@@ -5,6 +5,7 @@
 #include "ADDN/ADDN.h"
 #include "DSK/DSK.h"
 #include "SEQ/SEQ.h"
+#include "frame/suites.h"
 
 namespace rx {
 namespace {
@@ -28,9 +29,8 @@ SEQ_List g_modules = nullptr;
 HOST_Err scan_module_file(ADDN_PluginFile, void*) { return RX_Result_OK; }
 
 // Runs when the host's scan ends: the point where the function suites are
-// registered, so that they see the slots as the modules left them. The
-// package has no suites to register yet.
-HOST_Err finish_module_scan(void*) { return RX_Result_OK; }
+// registered, so that they see the slots as the modules left them.
+HOST_Err finish_module_scan(void*) { return register_suites(); }
 
 }  // namespace
 
