@@ -27,7 +27,7 @@ while [ $# -ge 2 ]; do
   undeclared=""
   for parts in $(printf '%s\n' "$names" |
                  sed -E 's/^(typeinfo name for |typeinfo for |vtable for )//' |
-                 sed -E ':a; s/<[^<>]*>//g; ta' |
+                 sed -E ':a; s/<[^<>]*>//g; ta; s/\[abi:[^]]*\]//g' |
                  sed -E 's/\(.*//; s/.* //; s/~//g' | sort -u); do
     for part in $(printf '%s\n' "$parts" | sed 's/::/ /g'); do
       case $part in operator*) continue ;; esac

@@ -19,7 +19,8 @@ std::vector<int32_t> g_indices;
 
 RX_Err parallel_iterate(int32_t count, void* refcon, RX_GenericIterFunc func) {
   if (!func) return RX_Result_Internal;
-  const int32_t threads = std::max(1, KO_GetNumThreads());
+  int32_t threads = 1;
+  if (KO_GetNumThreads(&threads) != 0 || threads < 1) threads = 1;
   std::vector<RX_Err> results(size_t(threads), RX_Result_OK);
   std::atomic<int32_t> next{0};
   std::atomic<bool> ended{false};

@@ -261,7 +261,7 @@ TEST_F(RxTool, DemoWritesEveryResult) {
                            "over-linear-light.png"}) {
     EXPECT_TRUE(fs::exists(at("demo") + "/" + name)) << name;
   }
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 37);
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 38);
   // Only the tiles of the large matte under the layer (and the feather's
   // margin) are read.
   EXPECT_NE(run.out.find("tiles of the matte made (64 x 64)               28 of 192\n"), std::string::npos) << run.out;
