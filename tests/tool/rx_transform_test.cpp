@@ -161,6 +161,30 @@ TEST_F(RxTransformFiles, WithoutTransformOptionsTheLayerLandsWhereCompositePutsI
   EXPECT_EQ(transformed, written());
 }
 
+TEST_F(RxTransformFiles, FeatherAlphaAndLinearLightGiveWhatCompositeGivesWithoutTransformOptions) {
+  for (const char* options : {" --feather 3", " --alpha auto", " --alpha premultiplied --feather 1.5", " --linear"}) {
+    ToolRun run = rx(files() + options);
+    ASSERT_EQ(run.status, 0) << options << ": " << run.err;
+    const auto transformed = written();
+    run = rx("composite " + at("bg.png") + " " + at("layer.png") + " -o " + at("out.png") + options);
+    ASSERT_EQ(run.status, 0) << options << ": " << run.err;
+    EXPECT_EQ(transformed, written()) << options;
+  }
+}
+
+TEST_F(RxTransformFiles, FeatherSoftensTheTurnedLayersEdges) {
+  ASSERT_EQ(rx(files() + " --rotate 30").status, 0);
+  const auto sharp = written();
+  ASSERT_EQ(rx(files() + " --rotate 30 --feather 2").status, 0);
+  EXPECT_NE(sharp, written());
+}
+
+TEST_F(RxTransformFiles, AutoAlphaIsToldWithVerbose) {
+  const ToolRun run = rx(files() + " --alpha auto -v");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out.rfind("layer alpha: ", 0), 0u) << run.out;
+}
+
 TEST_F(RxTransformFiles, TurnedScaledAndMovedAboutTheCentreAtBothQualities) {
   ToolRun run = rx(files() + " --rotate 30 --scale 1.5,0.75 --translate 9,4");
   ASSERT_EQ(run.status, 0) << run.err;
@@ -289,6 +313,7 @@ TEST_F(RxTransformFiles, EachBadOptionIsOneClearLine) {
       {"--mode sparkle", "rx: unknown mode 'sparkle' (see rx modes)\n"},
       {"--quality fine", "rx: unknown quality 'fine' (one of draft, best)\n"},
       {"--translate 3", "rx: --translate wants X,Y; got '3'\n"},
+      {"--feather -1", "rx: feather radius must lie between 0 and 1000 pixels\n"},
   };
   for (const Case& c : cases) {
     const ToolRun run = rx(files() + " " + c.options);

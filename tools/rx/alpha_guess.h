@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 
 #include "RX.h"
@@ -32,5 +33,12 @@ AlphaGuess guess_alpha_any_depth(const Picture& picture);
 // Unmultiplies picture in place against matte (its colour channels), as
 // the package's matte forms do.
 void unmultiply_against(Picture& picture, const RX_Pixel8& matte, const std::string& what);
+
+// A layer file as straight colour. alpha is "" (as the files say:
+// premultiplied when files_premultiplied), "auto" (the package guesses and
+// a premultiplied layer is unmultiplied against its matte), "straight" or
+// "premultiplied" (against black). The choice is told to verbose, if any.
+Picture load_layer_as(const std::string& path, const std::string& alpha, bool files_premultiplied,
+                      std::ostream* verbose);
 
 }  // namespace rxtool

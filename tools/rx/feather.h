@@ -13,6 +13,9 @@
 namespace rxtool {
 
 // Tiles of the matte that were made, of all its tiles.
+// The largest feather radius the tool takes, in pixels.
+inline constexpr double kMaxFeather = 1000.0;
+
 struct FeatherTiles {
   int32_t made = 0;
   int32_t total = 0;

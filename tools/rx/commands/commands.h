@@ -105,6 +105,9 @@ struct TransformOptions {
   std::string working_space = "srgb";  // whose tone curve linear light follows
   int32_t depth = 0;
   bool premultiplied = false;
+  std::string alpha;                   // "", auto, straight or premultiplied, as for composite
+  std::ostream* verbose = nullptr;     // where the choices made are told, or none
+  double feather = 0.0;                // as for composite, before the layer is moved
 };
 // The matrices a transform lays the layer through (one, or a motion path).
 std::vector<GE_Matrix3> transform_matrices(const TransformOptions& options, int32_t layer_width,

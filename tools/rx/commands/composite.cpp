@@ -21,40 +21,6 @@
 #include "progress.h"
 
 namespace rxtool {
-namespace {
-
-constexpr double kMaxFeather = 1000.0;
-
-// The layer as straight colour, taken as --alpha says.
-Picture load_layer(const CompositeOptions& o) {
-  if (o.alpha.empty()) {
-    Picture layer = load_picture(o.layer, o.premultiplied);
-    if (o.verbose) *o.verbose << "layer alpha: " << (o.premultiplied ? "premultiplied" : "straight") << " (as the files)\n";
-    return layer;
-  }
-  const int32_t choice = parse_choice(o.alpha, "alpha", {"auto", "straight", "premultiplied"});
-  Picture layer = load_picture(o.layer, false);
-  if (choice == 1) {
-    if (o.verbose) *o.verbose << "layer alpha: straight (as asked)\n";
-  } else if (choice == 2) {
-    unmultiply_against(layer, RX_Pixel8{255, 0, 0, 0}, o.layer);
-    if (o.verbose) *o.verbose << "layer alpha: premultiplied against black (as asked), unmultiplied\n";
-  } else {
-    const AlphaGuess guess = guess_alpha_any_depth(layer);
-    if (guess.premultiplied()) unmultiply_against(layer, guess.matte, o.layer);
-    if (o.verbose) {
-      *o.verbose << "layer alpha: " << guess.text();
-      if (guess.status == RX_GuessAlpha_Unable) {
-        *o.verbose << " (" << guess.message << "), taken as straight\n";
-      } else {
-        *o.verbose << " (guessed)" << (guess.premultiplied() ? ", unmultiplied" : "") << "\n";
-      }
-    }
-  }
-  return layer;
-}
-
-}  // namespace
 
 void composite(const CompositeOptions& o) {
   const int32_t mode_number = parse_mode(o.mode);
@@ -69,7 +35,7 @@ void composite(const CompositeOptions& o) {
   Picture background = load_picture(o.background, o.premultiplied);
   const int32_t depth = o.depth ? o.depth : background.depth();
   background = to_depth(background, depth, false);
-  Picture layer = to_depth(load_layer(o), depth, false);
+  Picture layer = to_depth(load_layer_as(o.layer, o.alpha, o.premultiplied, o.verbose), depth, false);
 
   RX_MaskWorld mask{};
   std::unique_ptr<Picture> matte;

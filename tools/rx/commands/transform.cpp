@@ -7,10 +7,13 @@
 #include <cmath>
 #include <fstream>
 #include <memory>
+#include <ostream>
 #include <sstream>
 
+#include "alpha_guess.h"
 #include "commands.h"
 #include "colour_profiles.h"
+#include "feather.h"
 #include "interrupts.h"
 #include "option_values.h"
 #include "package_calls.h"
@@ -129,13 +132,16 @@ void transform(const TransformOptions& o) {
 
   // The layer first, so that bad matrices are refused before the
   // background is read.
-  Picture layer_file = load_picture(o.layer, o.premultiplied);
+  if (!(o.feather >= 0.0 && o.feather <= kMaxFeather)) {
+    throw ToolError("feather radius must lie between 0 and " + std::to_string(int(kMaxFeather)) + " pixels");
+  }
+  Picture layer_file = load_layer_as(o.layer, o.alpha, o.premultiplied, o.verbose);
   const std::vector<GE_Matrix3> matrices = transform_matrices(o, layer_file.width(), layer_file.height());
   Picture background = o.canvas_given ? Picture(o.canvas_width, o.canvas_height, o.depth ? o.depth : layer_file.depth())
                                       : load_picture(o.background, o.premultiplied);
   const int32_t depth = o.depth ? o.depth : background.depth();
   background = to_depth(background, depth, false);
-  const Picture layer = to_depth(layer_file, depth, false);
+  Picture layer = to_depth(layer_file, depth, false);
 
   RX_MaskWorld mask{};
   std::unique_ptr<Picture> matte;
@@ -143,6 +149,15 @@ void transform(const TransformOptions& o) {
     matte = std::make_unique<Picture>(to_depth(load_picture(o.matte, false), depth, false));
     mask = {*matte->def(), int32_t(std::lround(o.start.translate_x)), int32_t(std::lround(o.start.translate_y)),
             matte_kind};
+  }
+  if (o.feather > 0.0) {
+    // The matte's coverage (or the layer's alpha) is feathered into the
+    // layer's alpha where the layer lies before it moves.
+    stop_if_interrupted();
+    Progress progress("feather");
+    const FeatherTiles tiles = feather_layer(layer, matte.get(), matte_kind, o.feather, progress.info());
+    if (o.verbose && matte) *o.verbose << "feather: " << tiles.made << " of " << tiles.total << " tiles of the matte made\n";
+    matte.reset();
   }
   RX_LinearBlendingTablesPtr tables;
   if (o.linear) tables = working_space_tables(profile_named(o.working_space));
@@ -159,7 +174,7 @@ void transform(const TransformOptions& o) {
   save_picture(background, o.output, o.premultiplied);
 }
 
-void add_transform(CLI::App& app, const Console&) {
+void add_transform(CLI::App& app, const Console& console) {
   auto o = std::make_shared<TransformOptions>();
   struct Texts {
     std::string canvas, scale, translate, shear, anchor, to_scale, to_translate;
@@ -206,8 +221,18 @@ void add_transform(CLI::App& app, const Console&) {
       ->check(CLI::IsMember({8, 16, 32}));
   sub->add_flag("--premultiplied", o->premultiplied,
                 "Files hold premultiplied colour: unmultiply on reading, premultiply on writing");
+  sub->add_option("--feather", o->feather,
+                  "Blur the matte's coverage (without a matte, the layer's alpha) by R pixels with the package's "
+                  "Gaussian and multiply it into the layer's alpha before transforming");
+  sub->add_option("--alpha", o->alpha,
+                  "How the layer's colour is taken: auto (the package guesses, and a premultiplied layer is "
+                  "unmultiplied against its matte), straight, or premultiplied (against black)")
+      ->check(CLI::IsMember({"auto", "straight", "premultiplied"}));
+  auto verbose = std::make_shared<bool>(false);
+  sub->add_flag("-v,--verbose", *verbose, "Tell the choices made (how the layer's alpha was taken)");
   auto* to_rotate = sub->get_option("--to-rotate");
-  sub->callback([o, t, to_rotate] {
+  sub->callback([o, t, to_rotate, verbose, &out = console.out] {
+    o->verbose = *verbose ? &out : nullptr;
     // One input and a canvas: the input is the layer.
     if (!t->canvas.empty()) {
       int w = 0, h = 0;
